@@ -1,0 +1,552 @@
+// Parser: the byte-level routines and the explicit-stack walk over nested arrays and objects.
+#include "json/parser.h"
+
+#include "json/number_text.h"
+
+#include <cstring>
+#include <iterator>
+
+namespace pocketjson {
+
+namespace {
+
+char const kUnexpectedCharacter[] = "Unexpected character exists while parsing.";
+char const kInvalidBoolean[] = "Invalid boolean type string exists.";
+char const kInvalidNull[] = "Invalid null type string exists.";
+char const kHandlerCancel[] = "SAX handler cancels parsing.";
+char const kLeadingZero[] = "Unexpected '0' character is found while parsing number.";
+char const kNoDigit[] = "Digit is not found while parsing number.";
+char const kNoFractionDigit[] = "Digit is not found after the decimal point while parsing number.";
+char const kNoExponentDigit[] = "Digit is not found after exponent keyword while parsing number.";
+char const kBadFloat[] = "Failed to parse floating point.";
+char const kUnterminatedString[] = "Expected string ending character '\"' is not found.";
+char const kBadEscape[] = "Unexpected escape character is found while parsing string.";
+char const kBadHex[] = "Invalid unicode hex string is found while parsing string.";
+char const kBadSurrogate[] = "Invalid unicode surrogate pair is found while parsing string.";
+char const kArrayComma[] = "Unexpected comma exists while parsing array.";
+char const kArrayString[] = "Unexpected string exists while parsing array.";
+char const kObjectComma[] = "Unexpected comma exists while parsing object.";
+char const kObjectString[] = "Unexpected string exists while parsing object.";
+char const kGarbage[] = "Gabage string exists after json string.";
+
+inline bool isDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
+
+inline bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+// Advances to the first '"' or '\\' at or after p (or to end), eight bytes at a time.
+inline char const* findQuoteOrBackslash(char const* p, char const* end) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+    constexpr std::uint64_t kHighs = 0x8080808080808080ULL;
+    while (end - p >= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p, 8);
+        std::uint64_t q = word ^ (kOnes * '"');
+        std::uint64_t b = word ^ (kOnes * '\\');
+        std::uint64_t hit = ((q - kOnes) & ~q) | ((b - kOnes) & ~b);
+        if (hit & kHighs)
+            break;
+        p += 8;
+    }
+    while (p != end && *p != '"' && *p != '\\')
+        ++p;
+    return p;
+}
+
+inline void appendUtf8(std::string& out, std::uint32_t cp) {
+    char buf[4];
+    std::size_t n;
+    if (cp < 0x80) {
+        buf[0] = static_cast<char>(cp);
+        n = 1;
+    } else if (cp < 0x800) {
+        buf[0] = static_cast<char>(0xC0 | (cp >> 6));
+        buf[1] = static_cast<char>(0x80 | (cp & 0x3F));
+        n = 2;
+    } else if (cp < 0x10000) {
+        buf[0] = static_cast<char>(0xE0 | (cp >> 12));
+        buf[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        buf[2] = static_cast<char>(0x80 | (cp & 0x3F));
+        n = 3;
+    } else {
+        buf[0] = static_cast<char>(0xF0 | (cp >> 18));
+        buf[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+        buf[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        buf[3] = static_cast<char>(0x80 | (cp & 0x3F));
+        n = 4;
+    }
+    out.append(buf, n);
+}
+
+} // namespace
+
+bool Parser::fail(char const* message) {
+    error_ = message;
+    return false;
+}
+
+void Parser::skip_white_space(Iterator& it) {
+    while (it.current != it.end && isBlank(*it.current))
+        ++it.current;
+}
+
+bool Parser::parse_hex(Iterator& it, unsigned short& out) {
+    unsigned value = 0;
+    for (int i = 0; i < 4; ++i) {
+        if (it.current == it.end)
+            return fail(kBadHex);
+        char c = *it.current;
+        unsigned digit;
+        if (c >= '0' && c <= '9')
+            digit = static_cast<unsigned>(c - '0');
+        else if (c >= 'a' && c <= 'f')
+            digit = static_cast<unsigned>(c - 'a' + 10);
+        else if (c >= 'A' && c <= 'F')
+            digit = static_cast<unsigned>(c - 'A' + 10);
+        else
+            return fail(kBadHex);
+        value = value * 16 + digit;
+        ++it.current;
+    }
+    out = static_cast<unsigned short>(value);
+    return true;
+}
+
+bool Parser::parse_string(Iterator& it, std::string& out) {
+    ++it.current; // opening quotation mark
+    for (;;) {
+        char const* run = it.current;
+        it.current = findQuoteOrBackslash(run, it.end);
+        out.append(run, static_cast<std::size_t>(it.current - run));
+        if (it.current == it.end)
+            return fail(kUnterminatedString);
+        if (*it.current == '"') {
+            ++it.current;
+            return true;
+        }
+        ++it.current; // backslash
+        if (it.current == it.end)
+            return fail(kBadEscape);
+        char c = *it.current++;
+        switch (c) {
+        case '"':
+        case '\\':
+        case '/':
+            out += c;
+            break;
+        case 'b':
+            out += '\b';
+            break;
+        case 'f':
+            out += '\f';
+            break;
+        case 'n':
+            out += '\n';
+            break;
+        case 'r':
+            out += '\r';
+            break;
+        case 't':
+            out += '\t';
+            break;
+        case 'u': {
+            unsigned short unit = 0;
+            if (!parse_hex(it, unit))
+                return false;
+            std::uint32_t cp = unit;
+            if (unit >= 0xD800 && unit <= 0xDBFF) {
+                if (it.end - it.current < 2 || it.current[0] != '\\' || it.current[1] != 'u')
+                    return fail(kBadSurrogate);
+                it.current += 2;
+                unsigned short low = 0;
+                if (!parse_hex(it, low))
+                    return false;
+                if (low < 0xDC00 || low > 0xDFFF)
+                    return fail(kBadSurrogate);
+                cp = ((static_cast<std::uint32_t>(unit) - 0xD800) << 10) + (low & 0x3FFu) +
+                     0x10000;
+            } else if (unit >= 0xDC00 && unit <= 0xDFFF) {
+                return false; // a lone low surrogate stops the parse without a message
+            }
+            appendUtf8(out, cp);
+            break;
+        }
+        default:
+            return fail(kBadEscape);
+        }
+    }
+}
+
+bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator& it) {
+    char const* const start = it.current;
+    char const* p = it.current;
+    char const* const end = it.end;
+    bool negative = false;
+    if (p != end && *p == '-') {
+        negative = true;
+        ++p;
+    }
+    if (p == end || !isDigit(*p)) {
+        it.current = p;
+        return fail(kNoDigit);
+    }
+    // The accumulator wraps like a signed 64-bit integer; unsigned arithmetic keeps that defined.
+    std::uint64_t acc = 0;
+    bool overflow = false;
+    if (*p == '0') {
+        ++p;
+        if (p != end && isDigit(*p)) {
+            it.current = p;
+            return fail(kLeadingZero);
+        }
+    } else {
+        for (; p != end && isDigit(*p); ++p) {
+            unsigned digit = static_cast<unsigned>(*p - '0');
+            if (overflow)
+                continue;
+            if (static_cast<std::int64_t>(acc) <= 922337203685477579LL || digit <= 7)
+                acc = acc * 10 + digit;
+            else
+                overflow = true;
+        }
+    }
+    bool fraction = false;
+    if (p != end && *p == '.') {
+        ++p;
+        if (p == end || !isDigit(*p)) {
+            it.current = p;
+            return fail(kNoFractionDigit);
+        }
+        fraction = true;
+        while (p != end && isDigit(*p))
+            ++p;
+    }
+    bool exponent = false;
+    std::uint32_t exponentValue = 0;
+    char const* exponentMark = nullptr;
+    if (p != end && (*p == 'e' || *p == 'E')) {
+        exponentMark = p;
+        ++p;
+        if (p != end && (*p == '+' || *p == '-'))
+            ++p;
+        if (p == end || !isDigit(*p)) {
+            it.current = p;
+            return fail(kNoExponentDigit);
+        }
+        exponent = true;
+        for (; p != end && isDigit(*p); ++p)
+            exponentValue = exponentValue * 10 + static_cast<std::uint32_t>(*p - '0');
+    }
+    it.current = p;
+
+    if (!fraction && !overflow && (!exponent || exponentValue == 0)) {
+        std::int64_t value = static_cast<std::int64_t>(negative ? (0 - acc) : acc);
+        if (target) {
+            *target = Value(value);
+            return true;
+        }
+        return !handler || handler->onInteger(value) || fail(kHandlerCancel);
+    }
+    // An exponent whose value is zero (also after wrapping) is cut off the text.
+    char const* textEnd = (exponent && exponentValue == 0) ? exponentMark : p;
+    double value = 0.0;
+    if (!Double::parseNumberText(start, textEnd, value))
+        return fail(kBadFloat);
+    if (target) {
+        *target = Value(value);
+        return true;
+    }
+    return !handler || handler->onDouble(value) || fail(kHandlerCancel);
+}
+
+bool Parser::parseKeyword(Value* target, AbstractParseHandler* handler, Iterator& it) {
+    char const first = *it.current;
+    char const* rest = first == 't' ? "rue" : first == 'f' ? "alse" : "ull";
+    char const* message = first == 'n' ? kInvalidNull : kInvalidBoolean;
+    ++it.current;
+    for (; *rest; ++rest, ++it.current) {
+        if (it.current == it.end || *it.current != *rest)
+            return fail(message);
+    }
+    if (first == 'n') {
+        if (target) {
+            *target = Value();
+            return true;
+        }
+        return !handler || handler->onNull() || fail(kHandlerCancel);
+    }
+    bool const value = first == 't';
+    if (target) {
+        *target = Value(value);
+        return true;
+    }
+    return !handler || handler->onBoolean(value) || fail(kHandlerCancel);
+}
+
+bool Parser::parseStringValue(Value* target, AbstractParseHandler* handler, Iterator& it) {
+    if (target) {
+        // Most strings hold no escape: take them straight from the input.
+        char const* begin = it.current + 1;
+        char const* stop = findQuoteOrBackslash(begin, it.end);
+        if (stop != it.end && *stop == '"') {
+            target->assignText(begin, static_cast<std::size_t>(stop - begin));
+            it.current = stop + 1;
+            return true;
+        }
+    }
+    text_.clear();
+    if (!parse_string(it, text_))
+        return false;
+    if (target) {
+        target->assignText(text_.data(), text_.size());
+        return true;
+    }
+    return !handler || handler->onString(text_) || fail(kHandlerCancel);
+}
+
+bool Parser::parseScalar(Value* target, AbstractParseHandler* handler, Iterator& it) {
+    switch (*it.current) {
+    case '"':
+        return parseStringValue(target, handler, it);
+    case 't':
+    case 'f':
+    case 'n':
+        return parseKeyword(target, handler, it);
+    case '-':
+    case '0':
+    case '1':
+    case '2':
+    case '3':
+    case '4':
+    case '5':
+    case '6':
+    case '7':
+    case '8':
+    case '9':
+        return parse_number(target, handler, it);
+    default:
+        return fail(kUnexpectedCharacter);
+    }
+}
+
+bool Parser::parse_value(Value* target, AbstractParseHandler* handler, Iterator& it,
+                         ParseOption options) {
+    skip_white_space(it);
+    if (it.current == it.end)
+        return fail(kUnexpectedCharacter);
+    if (*it.current == '[' || *it.current == '{')
+        return parseNested(target, handler, it, options);
+    return parseScalar(target, handler, it);
+}
+
+bool Parser::parse_array(Value* target, AbstractParseHandler* handler, Iterator& it,
+                         ParseOption options) {
+    if (it.current == it.end || *it.current != '[')
+        return fail(kUnexpectedCharacter);
+    return parseNested(target, handler, it, options);
+}
+
+bool Parser::parse_object(Value* target, AbstractParseHandler* handler, Iterator& it,
+                          ParseOption options) {
+    if (it.current == it.end || *it.current != '{')
+        return fail(kUnexpectedCharacter);
+    return parseNested(target, handler, it, options);
+}
+
+bool Parser::parseNested(Value* target, AbstractParseHandler* handler, Iterator& it,
+                         ParseOption options) {
+    frames_.clear();
+    values_.clear();
+    keys_.clear();
+    bool ok = target ? walk<true>(target, nullptr, it, options)
+                     : walk<false>(nullptr, handler, it, options);
+    if (!ok && target && !frames_.empty()) {
+        // The caller's container keeps the members it had completed, as an element-by-element
+        // build would have left it; inner containers were never attached and are dropped.
+        closeContainer(frames_.front(), frames_.front().count);
+    }
+    frames_.clear();
+    values_.clear();
+    keys_.clear();
+    return ok;
+}
+
+// Moves the first `count` finished members of a frame from the scratch stacks into its container:
+// a fresh container of exactly that size, or the caller's existing array or object (appended to,
+// with keys already present kept).
+void Parser::closeContainer(Frame const& frame, std::uint64_t count) {
+    auto first = values_.begin() + static_cast<std::ptrdiff_t>(frame.valueBase);
+    auto last = first + static_cast<std::ptrdiff_t>(count);
+    Value& dest = frame.target ? *frame.target : values_[frame.slot];
+    if (!frame.isObject) {
+        if (frame.target) {
+            Value::Array& elements = dest.arrayRef();
+            elements.reserve(elements.size() + count);
+            elements.insert(elements.end(), std::make_move_iterator(first),
+                            std::make_move_iterator(last));
+        } else {
+            dest.payload_.container = new Value::Container<Value::Array>(
+                Value::Array(std::make_move_iterator(first), std::make_move_iterator(last)));
+            dest.type_ = Type::Array;
+        }
+    } else {
+        if (!frame.target) {
+            dest.payload_.container = new Value::Container<Value::Object>();
+            dest.type_ = Type::Object;
+        }
+        Value::Object& members = dest.objectRef();
+        auto key = keys_.begin() + static_cast<std::ptrdiff_t>(frame.keyBase);
+        for (auto v = first; v != last; ++v, ++key)
+            members.try_emplace(members.end(), std::move(*key), std::move(*v));
+    }
+    values_.resize(frame.valueBase);
+    keys_.resize(frame.keyBase);
+}
+
+template <bool kBuild>
+bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it,
+                  ParseOption options) {
+    bool const allowTrailingComma = (options & kParseAllowTrailingComma) != 0;
+
+    // Opens the container whose bracket is under the iterator; its value goes to `root` (the
+    // caller's target) or, for nested ones, to a new slot at the top of values_.
+    auto open = [&](Value* root) -> bool {
+        bool const isObject = *it.current == '{';
+        Frame frame{isObject, 0, 0, 0, nullptr, 0};
+        if (kBuild) {
+            if (root) {
+                root->setType(isObject ? Type::Object : Type::Array);
+                frame.target = root;
+            } else {
+                frame.slot = values_.size() - 1;
+            }
+            frame.valueBase = values_.size();
+            frame.keyBase = keys_.size();
+        } else if (handler && !(isObject ? handler->onStartObject() : handler->onStartArray())) {
+            return fail(kHandlerCancel);
+        }
+        frames_.push_back(frame);
+        return true;
+    };
+
+    if (!open(target))
+        return false;
+    for (;;) {
+        // The iterator stands on the opening bracket or a comma of the innermost container.
+        Frame* frame = &frames_.back();
+        ++it.current;
+        if (it.current == it.end) {
+            // A container left open at the end of the text ends here, without its end event.
+            if (frames_.size() == 1) {
+                if (kBuild)
+                    closeContainer(*frame, frame->count);
+                frames_.pop_back();
+                return true;
+            }
+            return fail(frames_[frames_.size() - 2].isObject ? kObjectString : kArrayString);
+        }
+        skip_white_space(it);
+        char const closer = frame->isObject ? '}' : ']';
+        bool closed = false;
+        if (it.current != it.end && *it.current == closer) {
+            if (frame->count > 0 && !allowTrailingComma)
+                return fail(frame->isObject ? kObjectComma : kArrayComma);
+            closed = true;
+        } else {
+            if (frame->isObject) {
+                if (it.current == it.end || *it.current != '"')
+                    return fail(kObjectString);
+                if (kBuild) {
+                    keys_.emplace_back();
+                    if (!parse_string(it, keys_.back()))
+                        return false;
+                } else {
+                    text_.clear();
+                    if (!parse_string(it, text_))
+                        return false;
+                    if (handler && !handler->onKey(text_))
+                        return fail(kHandlerCancel);
+                }
+                skip_white_space(it);
+                if (it.current == it.end || *it.current != ':')
+                    return fail(kObjectString);
+                ++it.current;
+            }
+            skip_white_space(it);
+            if (it.current == it.end)
+                return fail(kUnexpectedCharacter);
+            if (kBuild)
+                values_.emplace_back();
+            if (*it.current == '[' || *it.current == '{') {
+                if (!open(nullptr))
+                    return false;
+                continue;
+            }
+            if (!parseScalar(kBuild ? &values_.back() : nullptr, handler, it))
+                return false;
+        }
+
+        // A member is complete (or the container is empty / ends after a trailing comma). Close
+        // containers as long as their closing bracket follows.
+        for (;;) {
+            frame = &frames_.back();
+            if (!closed) {
+                ++frame->count;
+                skip_white_space(it);
+                char const expected = frame->isObject ? '}' : ']';
+                if (it.current == it.end || (*it.current != ',' && *it.current != expected))
+                    return fail(frame->isObject ? kObjectString : kArrayString);
+                if (*it.current == ',')
+                    break;
+            }
+            if (!kBuild && handler &&
+                !(frame->isObject ? handler->onEndObject(frame->count)
+                                  : handler->onEndArray(frame->count)))
+                return fail(kHandlerCancel);
+            if (kBuild)
+                closeContainer(*frame, frame->count);
+            ++it.current;
+            frames_.pop_back();
+            if (frames_.empty())
+                return true;
+            closed = false;
+        }
+    }
+}
+
+template <typename Top>
+bool Parser::parseWhole(char const* data, std::size_t size, Top&& parseTop, ParseOption options) {
+    error_.clear();
+    Iterator it{data, data + size};
+    // Each byte of the UTF-8 byte-order mark is dropped on its own.
+    if (it.current != it.end && static_cast<unsigned char>(*it.current) == 0xEF)
+        ++it.current;
+    if (it.current != it.end && static_cast<unsigned char>(*it.current) == 0xBB)
+        ++it.current;
+    if (it.current != it.end && static_cast<unsigned char>(*it.current) == 0xBF)
+        ++it.current;
+    if (parseTop(it) && (options & kParseAllowGarbage) == 0) {
+        skip_white_space(it);
+        if (it.current != it.end && *it.current != '\0')
+            fail(kGarbage);
+    }
+    return error_.empty();
+}
+
+bool Parser::parse(char const* data, std::size_t size, Value& target, ParseOption options) {
+    return parseWhole(
+        data, size, [&](Iterator& it) { return parse_value(&target, nullptr, it, options); },
+        options);
+}
+
+bool Parser::parse(std::string const& text, Value& target, ParseOption options) {
+    return parse(text.data(), text.size(), target, options);
+}
+
+bool Parser::parse(char const* data, std::size_t size, AbstractParseHandler& handler,
+                   ParseOption options) {
+    return parseWhole(
+        data, size, [&](Iterator& it) { return parse_value(nullptr, &handler, it, options); },
+        options);
+}
+
+} // namespace pocketjson

@@ -1,0 +1,98 @@
+// pocketjson::Parser: JSON text into a Value, or into events for an AbstractParseHandler.
+#pragma once
+
+#include "json/value.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace pocketjson {
+
+using ParseOption = unsigned int;
+// Bit 0: accept a trailing comma before ']' or '}'.
+constexpr ParseOption kParseAllowTrailingComma = 1;
+// Bit 1: accept anything after the top-level value.
+constexpr ParseOption kParseAllowGarbage = 2;
+
+// Receives the parse as events. Returning false from any of them cancels the parse.
+class AbstractParseHandler {
+public:
+    virtual ~AbstractParseHandler() = default;
+    virtual bool onNull() = 0;
+    virtual bool onBoolean(bool const& value) = 0;
+    virtual bool onInteger(std::int64_t const& value) = 0;
+    virtual bool onDouble(double const& value) = 0;
+    virtual bool onString(std::string const& value) = 0;
+    virtual bool onStartArray() = 0;
+    virtual bool onEndArray(std::uint64_t const& count) = 0;
+    virtual bool onStartObject() = 0;
+    virtual bool onKey(std::string const& key) = 0;
+    virtual bool onEndObject(std::uint64_t const& count) = 0;
+};
+
+// Every routine returns false on failure and leaves one fixed message in error(). Nesting depth is
+// bounded only by memory: arrays and objects are walked with an explicit stack, never by recursion.
+// One parser serves one parse at a time.
+class Parser {
+public:
+    struct Iterator {
+        char const* current;
+        char const* end;
+    };
+
+    // The whole-text parse: drops a leading byte-order mark byte by byte, parses one value into
+    // `target`, then (unless kParseAllowGarbage) allows only blanks up to the end or a NUL byte.
+    // Fails exactly when a message was set; a lone low surrogate stops the parse without one.
+    bool parse(std::string const& text, Value& target, ParseOption options = 0);
+    bool parse(char const* data, std::size_t size, Value& target, ParseOption options = 0);
+    // The same over handler events instead of a tree.
+    bool parse(char const* data, std::size_t size, AbstractParseHandler& handler,
+               ParseOption options = 0);
+
+    std::string const& error() const { return error_; }
+
+    // With a target the value is built into it; otherwise a handler, if given, gets the events;
+    // with neither, the text is only checked.
+    bool parse_value(Value* target, AbstractParseHandler* handler, Iterator& it,
+                     ParseOption options);
+    bool parse_object(Value* target, AbstractParseHandler* handler, Iterator& it,
+                      ParseOption options);
+    bool parse_array(Value* target, AbstractParseHandler* handler, Iterator& it,
+                     ParseOption options);
+    bool parse_string(Iterator& it, std::string& out);
+    bool parse_number(Value* target, AbstractParseHandler* handler, Iterator& it);
+    bool parse_hex(Iterator& it, unsigned short& out);
+    void skip_white_space(Iterator& it);
+
+private:
+    struct Frame {
+        bool isObject;
+        std::uint64_t count;
+        std::size_t valueBase; // first element of this container in values_
+        std::size_t keyBase;   // first key in keys_
+        Value* target;         // the caller's value, for the outermost container only
+        std::size_t slot;      // otherwise the index in values_ that receives the container
+    };
+
+    template <typename Top>
+    bool parseWhole(char const* data, std::size_t size, Top&& parseTop, ParseOption options);
+    bool parseNested(Value* target, AbstractParseHandler* handler, Iterator& it,
+                     ParseOption options);
+    template <bool kBuild>
+    bool walk(Value* target, AbstractParseHandler* handler, Iterator& it, ParseOption options);
+    bool parseScalar(Value* target, AbstractParseHandler* handler, Iterator& it);
+    bool parseKeyword(Value* target, AbstractParseHandler* handler, Iterator& it);
+    bool parseStringValue(Value* target, AbstractParseHandler* handler, Iterator& it);
+    void closeContainer(Frame const& frame, std::uint64_t count);
+    bool fail(char const* message);
+
+    std::string error_;
+    std::vector<Frame> frames_;
+    std::vector<Value> values_;
+    std::vector<std::string> keys_;
+    std::string text_;
+};
+
+} // namespace pocketjson
