@@ -1,1 +1,319 @@
+// Parser: accepted texts, the eighteen messages, options, numbers, strings and handler events.
+#include "json/parser.h"
+#include "json_test_util.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
+
+namespace pocketjson {
+namespace {
+
+using test::compact;
+using test::parseText;
+
+std::string withNul(char const* before, char const* after) {
+    std::string s(before);
+    s += '\0';
+    s += after;
+    return s;
+}
+
+TEST(ParserAccepts, TextsAndTheValuesTheyGive) {
+    struct Case {
+        std::string text;
+        char const* expected;
+    } const cases[] = {
+        {"[]", "[]"},
+        {"{}", "{}"},
+        {" \t\r\n[ 1 , \"a\" , true , false , null ] \n", "[1,\"a\",true,false,null]"},
+        {R"({"b":1,"a":{"c":[]}})", R"({"a":{"c":[]},"b":1})"},
+        {R"({"a":1,"a":2})", R"({"a":1})"}, // the first of two equal keys is kept
+        {"[1,", "[1]"},                    // an array left open after a comma ends the text
+        {"[", "[]"},
+        {"{", "{}"},
+        {R"({"a":1,)", R"({"a":1})"},
+        {R"([[1,2],)", "[[1,2]]"},
+        {"\xEF\xBB\xBF[1]", "[1]"}, // byte-order mark
+        {"\xEF[1]", "[1]"},         // each mark byte is dropped on its own
+        {"\xBB\xBF" "7", "7"},
+        {withNul("1  ", "x"), "1"}, // a NUL byte ends the text
+        {"\"a\\\"\\\\\\/\\b\\f\\n\\r\\t\"", "\"a\\\"\\\\/\\b\\f\\n\\r\\t\""},
+        {"\"\\u0041\\u00e9\\u20AC\"", "\"A\xC3\xA9\xE2\x82\xAC\""},
+        {"\"\\u0000\"", "\"\\u0000\""},
+        {"\"\\ud83d\\ude00\"", "\"\xF0\x9F\x98\x80\""},
+        {"\"raw \x01 and \xFF bytes\"", "\"raw \\u0001 and \xFF bytes\""},
+    };
+    for (auto const& c : cases) {
+        auto r = parseText(c.text);
+        EXPECT_TRUE(r.ok) << c.text << ": " << r.error;
+        EXPECT_EQ(r.error, "") << c.text;
+        EXPECT_EQ(compact(r.value), c.expected) << c.text;
+    }
+}
+
+TEST(ParserRejects, EachFailureWithItsMessage) {
+    struct Case {
+        std::string text;
+        char const* message;
+    } const cases[] = {
+        {"", "Unexpected character exists while parsing."},
+        {"   ", "Unexpected character exists while parsing."},
+        {"x", "Unexpected character exists while parsing."},
+        {"[1,x]", "Unexpected character exists while parsing."},
+        {"[1, ", "Unexpected character exists while parsing."},
+        {"tru", "Invalid boolean type string exists."},
+        {"fals e", "Invalid boolean type string exists."},
+        {"nul", "Invalid null type string exists."},
+        {"[nulL]", "Invalid null type string exists."},
+        {"01", "Unexpected '0' character is found while parsing number."},
+        {"-01", "Unexpected '0' character is found while parsing number."},
+        {"-", "Digit is not found while parsing number."},
+        {"-a", "Digit is not found while parsing number."},
+        {"1.", "Digit is not found after the decimal point while parsing number."},
+        {"1.e5", "Digit is not found after the decimal point while parsing number."},
+        {"1e", "Digit is not found after exponent keyword while parsing number."},
+        {"1E+", "Digit is not found after exponent keyword while parsing number."},
+        {"\"abc", "Expected string ending character '\"' is not found."},
+        {"\"abc\\", "Unexpected escape character is found while parsing string."},
+        {"\"\\x\"", "Unexpected escape character is found while parsing string."},
+        {"\"\\u12\"", "Invalid unicode hex string is found while parsing string."},
+        {"\"\\u12G4\"", "Invalid unicode hex string is found while parsing string."},
+        {"\"\\ud83d\"", "Invalid unicode surrogate pair is found while parsing string."},
+        {"\"\\ud83dx\"", "Invalid unicode surrogate pair is found while parsing string."},
+        {"\"\\ud83d\\u0041\"", "Invalid unicode surrogate pair is found while parsing string."},
+        {"\"\\ud83d\\uzzzz\"", "Invalid unicode hex string is found while parsing string."},
+        {"[1,]", "Unexpected comma exists while parsing array."},
+        {"[1", "Unexpected string exists while parsing array."},
+        {"[1,2", "Unexpected string exists while parsing array."},
+        {"[1 2]", "Unexpected string exists while parsing array."},
+        {"[[", "Unexpected string exists while parsing array."},
+        {"{\"a\":[", "Unexpected string exists while parsing object."},
+        {"{\"a\":1,}", "Unexpected comma exists while parsing object."},
+        {"{1:2}", "Unexpected string exists while parsing object."},
+        {"{\"a\" 1}", "Unexpected string exists while parsing object."},
+        {"{\"a\"", "Unexpected string exists while parsing object."},
+        {"{\"a\":1 \"b\":2}", "Unexpected string exists while parsing object."},
+        {"{\"a\":1", "Unexpected string exists while parsing object."},
+        {"1 x", "Gabage string exists after json string."},
+        {"truex", "Gabage string exists after json string."},
+        {"[1] ]", "Gabage string exists after json string."},
+    };
+    for (auto const& c : cases) {
+        auto r = parseText(c.text);
+        EXPECT_FALSE(r.ok) << c.text;
+        EXPECT_EQ(r.error, c.message) << c.text;
+    }
+}
+
+TEST(ParserOptions, TrailingCommaAndGarbageBits) {
+    EXPECT_FALSE(parseText("[1,]").ok);
+    auto array = parseText("[1,]", kParseAllowTrailingComma);
+    EXPECT_TRUE(array.ok);
+    EXPECT_EQ(compact(array.value), "[1]");
+    auto object = parseText("{\"a\":[2 ,  ],}", kParseAllowTrailingComma);
+    EXPECT_TRUE(object.ok);
+    EXPECT_EQ(compact(object.value), "{\"a\":[2]}");
+    EXPECT_FALSE(parseText("[,]", kParseAllowTrailingComma).ok); // a comma needs an element
+
+    EXPECT_FALSE(parseText("{} {}").ok);
+    auto garbage = parseText("{\"a\":1} trailing", kParseAllowGarbage);
+    EXPECT_TRUE(garbage.ok);
+    EXPECT_EQ(compact(garbage.value), "{\"a\":1}");
+    EXPECT_EQ(kParseAllowTrailingComma, 1u);
+    EXPECT_EQ(kParseAllowGarbage, 2u);
+}
+
+TEST(ParserNumbers, IntegerOrDoubleAndTheirValues) {
+    struct Case {
+        char const* text;
+        Type type;
+        char const* written;
+    } const cases[] = {
+        {"0", Type::Integer, "0"},
+        {"-0", Type::Integer, "0"},
+        {"0.0", Type::Double, "0.0"},
+        {"-0.0", Type::Double, "0.0"},
+        {"1e2", Type::Double, "100"},
+        {"1E+2", Type::Double, "100"},
+        {"1e0", Type::Integer, "1"},
+        {"7E-00", Type::Integer, "7"},
+        {"1.5e0", Type::Double, "1.5"},
+        {"-12.5e-1", Type::Double, "-1.25"},
+        {"1e400", Type::Double, nullptr}, // infinity: parses, cannot be written
+        {"1e-400", Type::Double, "0.0"},
+        {"9223372036854775807", Type::Integer, "9223372036854775807"},
+        {"-9223372036854775807", Type::Integer, "-9223372036854775807"},
+        {"9223372036854775808", Type::Double, "9.2233720368547758e+18"},
+        {"-9223372036854775808", Type::Double, "-9.2233720368547758e+18"},
+        {"9223372036854775817", Type::Integer, "-9223372036854775799"}, // wraps silently
+        {"100000000000000000000", Type::Integer, "7766279631452241920"}, // wraps silently
+        {"92233720368547758090", Type::Double, "9.2233720368547758e+19"},
+        {"1e4294967296", Type::Integer, "1"},   // the 32-bit exponent wraps to zero
+        {"2.5e4294967296", Type::Double, "2.5"}, // and is cut off the text
+    };
+    for (auto const& c : cases) {
+        auto r = parseText(c.text);
+        ASSERT_TRUE(r.ok) << c.text << ": " << r.error;
+        EXPECT_EQ(r.value.type(), c.type) << c.text;
+        if (c.written)
+            EXPECT_EQ(compact(r.value), c.written) << c.text;
+        else
+            EXPECT_TRUE(std::isinf(r.value.toDouble(0.0))) << c.text;
+    }
+}
+
+TEST(ParserNumbers, CommaLocaleDoesNotChangeValues) {
+    test::CommaLocaleScope scope;
+    ASSERT_TRUE(scope.available()) << "de_DE.UTF-8 is missing: run scripts/bootstrap";
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%.1f", 1.5);
+    ASSERT_STREQ(buf, "1,5"); // the locale really is in effect
+    auto r = parseText("[1.5, 2.5e-3, 1e400]");
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(r.value[0ul].toDouble(0.0), 1.5);
+    EXPECT_EQ(r.value[1ul].toDouble(0.0), 0.0025);
+    EXPECT_TRUE(std::isinf(r.value[2ul].toDouble(0.0)));
+}
+
+TEST(ParserStrings, LoneLowSurrogateStopsWithoutMessage) {
+    // The routine fails, but no message is set, so the whole-text parse reports success with
+    // what had been finished before it.
+    auto r = parseText("[1, \"a\\ude00\", 3]");
+    EXPECT_TRUE(r.ok);
+    EXPECT_EQ(r.error, "");
+    EXPECT_EQ(compact(r.value), "[1]");
+
+    Parser parser;
+    std::string text = "\"\\udc00\"";
+    Parser::Iterator it{text.data(), text.data() + text.size()};
+    std::string out;
+    EXPECT_FALSE(parser.parse_string(it, out));
+    EXPECT_EQ(parser.error(), "");
+
+    auto garbage = parseText("\"\\ude00\" trailing"); // no garbage check after it either
+    EXPECT_TRUE(garbage.ok);
+}
+
+TEST(ParserRoutines, PositionStopsRightAfterTheValue) {
+    Parser parser;
+    std::string text = "  -12.5e1, rest";
+    Parser::Iterator it{text.data(), text.data() + text.size()};
+    Value v;
+    ASSERT_TRUE(parser.parse_value(&v, nullptr, it, 0));
+    EXPECT_EQ(v.toDouble(0.0), -125.0);
+    EXPECT_EQ(std::string(it.current), ", rest");
+
+    std::string hex = "00e9";
+    Parser::Iterator hexIt{hex.data(), hex.data() + hex.size()};
+    unsigned short unit = 0;
+    ASSERT_TRUE(parser.parse_hex(hexIt, unit));
+    EXPECT_EQ(unit, 0xE9);
+    EXPECT_EQ(hexIt.current, hex.data() + 4);
+}
+
+TEST(ParserTarget, ExistingArrayIsAppendedToAndObjectKeepsItsKeys) {
+    Parser parser;
+    Value array(Type::Array);
+    array.push_back(Value(0));
+    Value alias = array;
+    ASSERT_TRUE(parser.parse("[1,2]", array));
+    EXPECT_EQ(compact(array), "[0,1,2]");
+    EXPECT_EQ(compact(alias), "[0,1,2]"); // appended in place, like push_back
+
+    Value object(Type::Object);
+    object["a"] = Value("old");
+    ASSERT_TRUE(parser.parse(R"({"a":"new","b":1})", object));
+    EXPECT_EQ(compact(object), R"({"a":"old","b":1})");
+
+    Value scalar(5);
+    ASSERT_TRUE(parser.parse("[true]", scalar));
+    EXPECT_EQ(compact(scalar), "[true]");
+}
+
+TEST(ParserTarget, ParserIsReusableAfterAFailure) {
+    Parser parser;
+    Value v;
+    EXPECT_FALSE(parser.parse("[1,{\"a\":[2,", v));
+    EXPECT_FALSE(parser.error().empty());
+    Value w;
+    EXPECT_TRUE(parser.parse("{\"k\":[1,{\"z\":2}]}", w));
+    EXPECT_EQ(parser.error(), "");
+    EXPECT_EQ(compact(w), "{\"k\":[1,{\"z\":2}]}");
+}
+
+// Records events as text, optionally refusing at a given event.
+class RecordingHandler : public AbstractParseHandler {
+public:
+    explicit RecordingHandler(int refuseAt = -1) : refuseAt_(refuseAt) {}
+    std::vector<std::string> events;
+
+    bool onNull() override { return add("null"); }
+    bool onBoolean(bool const& v) override { return add(v ? "true" : "false"); }
+    bool onInteger(std::int64_t const& v) override { return add("int " + std::to_string(v)); }
+    bool onDouble(double const& v) override { return add("double " + Double(v).toString()); }
+    bool onString(std::string const& v) override { return add("string " + v); }
+    bool onStartArray() override { return add("["); }
+    bool onEndArray(std::uint64_t const& n) override { return add("] " + std::to_string(n)); }
+    bool onStartObject() override { return add("{"); }
+    bool onKey(std::string const& k) override { return add("key " + k); }
+    bool onEndObject(std::uint64_t const& n) override { return add("} " + std::to_string(n)); }
+
+private:
+    bool add(std::string e) {
+        events.push_back(std::move(e));
+        return static_cast<int>(events.size()) - 1 != refuseAt_;
+    }
+    int refuseAt_;
+};
+
+TEST(ParserHandler, ReceivesEventsInDocumentOrder) {
+    std::string text = R"({"b":[1,2.5,"s",true,null],"a":{},"b":false})";
+    RecordingHandler handler;
+    Parser parser;
+    ASSERT_TRUE(parser.parse(text.data(), text.size(), handler));
+    std::vector<std::string> const expected = {
+        "{",       "key b",   "[",  "int 1",   "double 2.5", "string s", "true", "null", "] 5",
+        "key a",   "{",       "} 0", "key b", "false",      "} 3",
+    };
+    EXPECT_EQ(handler.events, expected);
+}
+
+TEST(ParserHandler, OpenContainerAtEndGetsNoEndEvent) {
+    std::string text = "[1,";
+    RecordingHandler handler;
+    Parser parser;
+    ASSERT_TRUE(parser.parse(text.data(), text.size(), handler));
+    EXPECT_EQ(handler.events, (std::vector<std::string>{"[", "int 1"}));
+}
+
+TEST(ParserHandler, RefusalCancelsWithItsMessage) {
+    std::string text = R"([{"k":"v"},3])";
+    for (int refuseAt = 0; refuseAt < 7; ++refuseAt) {
+        RecordingHandler handler(refuseAt);
+        Parser parser;
+        EXPECT_FALSE(parser.parse(text.data(), text.size(), handler)) << refuseAt;
+        EXPECT_EQ(parser.error(), "SAX handler cancels parsing.") << refuseAt;
+        EXPECT_EQ(handler.events.size(), static_cast<std::size_t>(refuseAt + 1));
+    }
+}
+
+TEST(ParserHandler, CheckOnlyModeNeedsNeitherTargetNorHandler) {
+    Parser parser;
+    std::string good = R"({"a":[1,{"b":"c"}]})";
+    Parser::Iterator it{good.data(), good.data() + good.size()};
+    EXPECT_TRUE(parser.parse_value(nullptr, nullptr, it, 0));
+    EXPECT_EQ(it.current, good.data() + good.size());
+
+    std::string bad = R"({"a":[1,{"b":"c"]})";
+    Parser::Iterator badIt{bad.data(), bad.data() + bad.size()};
+    EXPECT_FALSE(parser.parse_value(nullptr, nullptr, badIt, 0));
+    EXPECT_EQ(parser.error(), "Unexpected string exists while parsing object.");
+}
+
+} // namespace
+} // namespace pocketjson
