@@ -1,0 +1,198 @@
+// Parse and compact-serialize throughput, and memory kept by the parsed tree, for pocketjson and
+// its peers on the same files in one run. Rounds interleave the libraries; medians are reported.
+#include "json/pocketjson.h"
+
+#include <json/json.h>
+#include <malloc.h>
+#include <nlohmann/json.hpp>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Keeps results alive so the optimiser cannot drop the work.
+volatile std::size_t g_sink = 0;
+
+std::string readFile(std::string const& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        std::fprintf(stderr, "cannot read %s\n", path.c_str());
+        std::exit(1);
+    }
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+std::size_t heapInUse() { return mallinfo2().uordblks; }
+
+// One library: parse the text into its tree, keep it, and write the kept tree compactly.
+struct Library {
+    char const* name;
+    std::function<void(std::string const&)> parse;
+    std::function<std::size_t()> serialize;
+    std::function<void()> drop;
+};
+
+std::vector<Library> makeLibraries() {
+    auto pocket = std::make_shared<pocketjson::Value>();
+    auto nlohmannTree = std::make_shared<nlohmann::json>();
+    auto jsoncppTree = std::make_shared<Json::Value>();
+    auto rapidTree = std::make_shared<std::unique_ptr<rapidjson::Document>>(
+        std::make_unique<rapidjson::Document>());
+    auto jsoncppReader =
+        std::shared_ptr<Json::CharReader>(Json::CharReaderBuilder().newCharReader());
+    auto jsoncppWriter = std::make_shared<Json::StreamWriterBuilder>();
+    (*jsoncppWriter)["indentation"] = "";
+
+    return {
+        {"pocketjson",
+         [pocket](std::string const& text) {
+             pocketjson::Parser parser;
+             *pocket = pocketjson::Value();
+             if (!parser.parse(text, *pocket))
+                 std::abort();
+         },
+         [pocket] {
+             std::string out;
+             pocketjson::Serializer::serialize(out, *pocket);
+             return out.size();
+         },
+         [pocket] { *pocket = pocketjson::Value(); }},
+        {"nlohmann",
+         [nlohmannTree](std::string const& text) { *nlohmannTree = nlohmann::json::parse(text); },
+         [nlohmannTree] { return nlohmannTree->dump().size(); },
+         [nlohmannTree] { *nlohmannTree = nlohmann::json(); }},
+        {"jsoncpp",
+         [jsoncppTree, jsoncppReader](std::string const& text) {
+             *jsoncppTree = Json::Value();
+             std::string errors;
+             if (!jsoncppReader->parse(text.data(), text.data() + text.size(), jsoncppTree.get(),
+                                       &errors))
+                 std::abort();
+         },
+         [jsoncppTree, jsoncppWriter] {
+             return Json::writeString(*jsoncppWriter, *jsoncppTree).size();
+         },
+         [jsoncppTree] { *jsoncppTree = Json::Value(); }},
+        {"rapidjson",
+         [rapidTree](std::string const& text) {
+             *rapidTree = std::make_unique<rapidjson::Document>();
+             if ((*rapidTree)->Parse(text.c_str(), text.size()).HasParseError())
+                 std::abort();
+         },
+         [rapidTree] {
+             rapidjson::StringBuffer buffer;
+             rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+             (*rapidTree)->Accept(writer);
+             return buffer.GetSize();
+         },
+         [rapidTree] { *rapidTree = std::make_unique<rapidjson::Document>(); }},
+    };
+}
+
+double secondsOf(std::function<void()> const& f) {
+    auto start = std::chrono::steady_clock::now();
+    f();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::string dataDir = TOLMA_BENCH_DATA_DIR;
+    int rounds = 11;
+    for (int i = 1; i < argc; ++i) {
+        if (!std::strcmp(argv[i], "--data") && i + 1 < argc)
+            dataDir = argv[++i];
+        else if (!std::strcmp(argv[i], "--rounds") && i + 1 < argc)
+            rounds = std::max(1, std::atoi(argv[++i]));
+        else {
+            std::fprintf(stderr, "usage: %s [--data DIR] [--rounds N]\n", argv[0]);
+            return 2;
+        }
+    }
+    char const* files[] = {"twitter.json", "citm_catalog.json", "canada.json"};
+    auto libraries = makeLibraries();
+
+    std::printf("| file | operation | library | MB/s (median of %d) | pocketjson / library |\n",
+                rounds);
+    std::printf("|---|---|---|---:|---:|\n");
+    std::vector<std::string> memoryRows;
+    for (char const* file : files) {
+        std::string const text = readFile(dataDir + "/" + file);
+        double const megabytes = static_cast<double>(text.size()) / 1e6;
+        // Enough repetitions per round for about 50 ms of pocketjson parsing.
+        int reps = 1;
+        {
+            libraries[0].parse(text);
+            double once = secondsOf([&] { libraries[0].parse(text); });
+            reps = std::max(1, static_cast<int>(0.05 / std::max(once, 1e-6)));
+        }
+        for (char const* op : {"parse", "serialize"}) {
+            bool const parse = op[0] == 'p';
+            std::vector<std::vector<double>> rates(libraries.size());
+            for (int round = 0; round < rounds; ++round) {
+                for (std::size_t l = 0; l < libraries.size(); ++l) {
+                    Library& lib = libraries[l];
+                    if (!parse)
+                        lib.parse(text);
+                    double s = secondsOf([&] {
+                        for (int r = 0; r < reps; ++r) {
+                            if (parse)
+                                lib.parse(text);
+                            else
+                                g_sink = g_sink + lib.serialize();
+                        }
+                    });
+                    rates[l].push_back(megabytes * reps / s);
+                    lib.drop();
+                }
+            }
+            double const ours = median(rates[0]);
+            for (std::size_t l = 0; l < libraries.size(); ++l) {
+                double const m = median(rates[l]);
+                if (l == 0)
+                    std::printf("| %s | %s | %s | %.0f | |\n", file, op, libraries[l].name, m);
+                else
+                    std::printf("| %s | %s | %s | %.0f | %.2fx |\n", file, op, libraries[l].name,
+                                m, ours / m);
+            }
+        }
+        // Memory kept by the tree after parsing, every heap allocation counted.
+        for (auto& lib : libraries) {
+            lib.drop();
+            malloc_trim(0);
+            std::size_t before = heapInUse();
+            lib.parse(text);
+            std::size_t after = heapInUse();
+            char row[200];
+            std::snprintf(row, sizeof row, "| %s | %s | %.2f |", file, lib.name,
+                          static_cast<double>(after - before) / static_cast<double>(text.size()));
+            memoryRows.push_back(row);
+            lib.drop();
+        }
+    }
+    std::printf("\n| file | library | heap bytes kept per input byte |\n|---|---|---:|\n");
+    for (auto const& row : memoryRows)
+        std::printf("%s\n", row.c_str());
+    return 0;
+}
