@@ -26,7 +26,7 @@ public:
     // exponent). Returns false only when the text is not wholly consumed.
     static bool parseNumberText(char const* first, char const* last, double& out);
 
-    // Writes the "%.17g" text of a finite, non-zero double into `buf` (at least 32 bytes) and
+    // Writes the "%.17g" text of a finite, non-zero double into `buf` (at least 48 bytes) and
     // returns its length.
     static std::size_t formatFinite(double value, char* buf);
 

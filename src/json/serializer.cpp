@@ -3,6 +3,7 @@
 
 #include "json/number_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -45,8 +46,43 @@ inline bool wordNeedsEscape(std::uint64_t w) {
             hasZero(w ^ (kOnes * 0x7F))) != 0;
 }
 
-void writeString(std::string& out, char const* p, char const* end) {
-    out += '"';
+// Appends to a string through a raw cursor: the string is grown ahead of the writes and cut to
+// the written length when the sink is finished (also on failure).
+class Sink {
+public:
+    explicit Sink(std::string& out) : out_(out), pos_(out.size()) {}
+    ~Sink() { out_.resize(pos_); }
+    Sink(Sink const&) = delete;
+    Sink& operator=(Sink const&) = delete;
+
+    // Room for n more bytes; returns where they go. Commit with advance().
+    char* reserve(std::size_t n) {
+        if (out_.size() - pos_ < n)
+            out_.resize(std::max(out_.size() * 2, pos_ + n + 64));
+        return &out_[pos_];
+    }
+    void advance(std::size_t n) { pos_ += n; }
+
+    void put(char c) {
+        *reserve(1) = c;
+        ++pos_;
+    }
+    void write(char const* text, std::size_t n) {
+        std::memcpy(reserve(n), text, n);
+        pos_ += n;
+    }
+    void write(std::string const& text) { write(text.data(), text.size()); }
+
+private:
+    std::string& out_;
+    std::size_t pos_;
+};
+
+void writeString(Sink& sink, char const* p, char const* end) {
+    // Worst case every byte becomes a six-byte \u00XX escape.
+    char* const start = sink.reserve(static_cast<std::size_t>(end - p) * 6 + 2);
+    char* o = start;
+    *o++ = '"';
     while (p != end) {
         char const* run = p;
         while (end - p >= 8) {
@@ -58,68 +94,69 @@ void writeString(std::string& out, char const* p, char const* end) {
         }
         while (p != end && kEscape[static_cast<unsigned char>(*p)] == 0)
             ++p;
-        out.append(run, static_cast<std::size_t>(p - run));
+        std::memcpy(o, run, static_cast<std::size_t>(p - run));
+        o += p - run;
         if (p == end)
             break;
         unsigned char const c = static_cast<unsigned char>(*p++);
         char const letter = kEscape[c];
+        *o++ = '\\';
+        *o++ = letter;
         if (letter == 'u') {
-            char const esc[6] = {'\\', 'u', '0', '0', kHexDigits[c >> 4], kHexDigits[c & 15]};
-            out.append(esc, 6);
-        } else {
-            char const esc[2] = {'\\', letter};
-            out.append(esc, 2);
+            *o++ = '0';
+            *o++ = '0';
+            *o++ = kHexDigits[c >> 4];
+            *o++ = kHexDigits[c & 15];
         }
     }
-    out += '"';
+    *o++ = '"';
+    sink.advance(static_cast<std::size_t>(o - start));
 }
 
-inline void writeInteger(std::string& out, std::int64_t i) {
-    char buf[24];
-    auto result = std::to_chars(buf, buf + sizeof buf, i);
-    out.append(buf, static_cast<std::size_t>(result.ptr - buf));
+inline void writeInteger(Sink& sink, std::int64_t i) {
+    char* const start = sink.reserve(24);
+    auto result = std::to_chars(start, start + 24, i);
+    sink.advance(static_cast<std::size_t>(result.ptr - start));
 }
 
 template <bool kPretty>
 class Writer {
 public:
     Writer(std::string& out, Serializer::Attributes const& attributes, std::string* error)
-        : out_(out), attributes_(attributes), error_(error) {}
+        : sink_(out), attributes_(attributes), error_(error) {}
 
     bool run(Value const& root, int level) {
         if (!writeValue(root, level))
             return false;
         while (!stack_.empty()) {
             Frame& f = stack_.back();
-            bool const isObject = f.value->type() == Type::Object;
-            bool const more = isObject ? f.member != f.value->objectItems().end()
-                                       : f.index < f.value->arrayItems().size();
-            if (!more) {
+            if (f.isObject ? f.member == f.memberEnd : f.element == f.elementEnd) {
                 int const outer = f.level;
-                char const closer = isObject ? '}' : ']';
+                char const closer = f.isObject ? '}' : ']';
                 stack_.pop_back();
                 if (kPretty)
-                    Serializer::indent(out_, attributes_, outer);
-                out_ += closer;
+                    indent(outer);
+                sink_.put(closer);
                 continue;
             }
             if (!f.first)
-                out_ += ',';
+                sink_.put(',');
             f.first = false;
             int const inner = f.level >= 0 ? f.level + 1 : f.level;
             if (kPretty)
-                Serializer::indent(out_, attributes_, inner);
+                indent(inner);
             Value const* member;
-            if (isObject) {
-                writeString(out_, f.member->first.data(),
-                            f.member->first.data() + f.member->first.size());
-                out_ += ':';
+            if (f.isObject) {
+                std::string const& key = f.member->first;
+                writeString(sink_, key.data(), key.data() + key.size());
                 if (kPretty)
-                    out_ += ' ';
+                    sink_.write(": ", 2);
+                else
+                    sink_.put(':');
                 member = &f.member->second;
                 ++f.member;
             } else {
-                member = &f.value->arrayItems()[f.index++];
+                member = &*f.element++;
             }
             if (!writeValue(*member, inner)) // may push; `f` is not used after this
                 return false;
@@ -129,27 +166,37 @@ public:
 
 private:
     struct Frame {
-        Value const* value;
         Value::Object::const_iterator member;
-        std::size_t index;
+        Value::Object::const_iterator memberEnd;
+        Value::Array::const_iterator element;
+        Value::Array::const_iterator elementEnd;
         int level;
+        bool isObject;
         bool first;
     };
+
+    void indent(int level) {
+        sink_.write(attributes_.newline);
+        if (attributes_.indent.empty())
+            return;
+        for (int i = 0; i < level; ++i)
+            sink_.write(attributes_.indent);
+    }
 
     // Writes a scalar or an empty container whole; opens a non-empty container on the stack.
     bool writeValue(Value const& v, int level) {
         switch (v.type()) {
         case Type::Null:
-            out_ += "null";
+            sink_.write("null", 4);
             return true;
         case Type::Boolean:
             if (v.toBool(false))
-                out_ += "true";
+                sink_.write("true", 4);
             else
-                out_ += "false";
+                sink_.write("false", 5);
             return true;
         case Type::Integer:
-            writeInteger(out_, v.toInt64(0));
+            writeInteger(sink_, v.toInt64(0));
             return true;
         case Type::Double: {
             double const d = v.toDouble(0.0);
@@ -159,39 +206,44 @@ private:
                 return false;
             }
             if (d == 0.0) {
-                out_ += "0.0";
+                sink_.write("0.0", 3);
             } else {
-                char buf[32];
-                out_.append(buf, Double::formatFinite(d, buf));
+                char* const start = sink_.reserve(48);
+                sink_.advance(Double::formatFinite(d, start));
             }
             return true;
         }
         case Type::String: {
             std::string const& s = v.stringValue();
-            writeString(out_, s.data(), s.data() + s.size());
+            writeString(sink_, s.data(), s.data() + s.size());
             return true;
         }
-        case Type::Object:
-            if (v.objectItems().empty()) {
-                out_ += "{}";
+        case Type::Object: {
+            Value::Object const& members = v.objectItems();
+            if (members.empty()) {
+                sink_.write("{}", 2);
                 return true;
             }
-            out_ += '{';
-            stack_.push_back(Frame{&v, v.objectItems().begin(), 0, level, true});
+            sink_.put('{');
+            stack_.push_back(Frame{members.begin(), members.end(), {}, {}, level, true, true});
             return true;
-        case Type::Array:
-            if (v.arrayItems().empty()) {
-                out_ += "[]";
+        }
+        case Type::Array: {
+            Value::Array const& elements = v.arrayItems();
+            if (elements.empty()) {
+                sink_.write("[]", 2);
                 return true;
             }
-            out_ += '[';
-            stack_.push_back(Frame{&v, {}, 0, level, true});
+            sink_.put('[');
+            stack_.push_back(
+                Frame{{}, {}, elements.begin(), elements.end(), level, false, true});
             return true;
+        }
         }
         return true; // a tag outside the seven types writes nothing
     }
 
-    std::string& out_;
+    Sink sink_;
     Serializer::Attributes const& attributes_;
     std::string* error_;
     std::vector<Frame> stack_;
@@ -208,7 +260,8 @@ void Serializer::indent(std::string& out, Attributes const& attributes, int cons
 }
 
 void Serializer::serialize_string(std::string& out, std::string const& s) {
-    writeString(out, s.data(), s.data() + s.size());
+    Sink sink(out);
+    writeString(sink, s.data(), s.data() + s.size());
 }
 
 bool Serializer::serialize(std::string& out, Value const& value, Attributes const& attributes,

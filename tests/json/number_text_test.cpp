@@ -21,7 +21,7 @@ std::string printfText(double d) {
 }
 
 std::string formatted(double d) {
-    char buf[32];
+    char buf[48];
     return std::string(buf, Double::formatFinite(d, buf));
 }
 
