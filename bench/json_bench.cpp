@@ -119,7 +119,7 @@ double median(std::vector<double> v) {
 
 int main(int argc, char** argv) {
     std::string dataDir = TOLMA_BENCH_DATA_DIR;
-    int rounds = 11;
+    int rounds = 21;
     for (int i = 1; i < argc; ++i) {
         if (!std::strcmp(argv[i], "--data") && i + 1 < argc)
             dataDir = argv[++i];
@@ -140,12 +140,12 @@ int main(int argc, char** argv) {
     for (char const* file : files) {
         std::string const text = readFile(dataDir + "/" + file);
         double const megabytes = static_cast<double>(text.size()) / 1e6;
-        // Enough repetitions per round for about 50 ms of pocketjson parsing.
+        // Enough repetitions per round for about 20 ms of pocketjson parsing.
         int reps = 1;
         {
             libraries[0].parse(text);
             double once = secondsOf([&] { libraries[0].parse(text); });
-            reps = std::max(1, static_cast<int>(0.05 / std::max(once, 1e-6)));
+            reps = std::max(1, static_cast<int>(0.02 / std::max(once, 1e-6)));
         }
         for (char const* op : {"parse", "serialize"}) {
             bool const parse = op[0] == 'p';
@@ -167,14 +167,19 @@ int main(int argc, char** argv) {
                     lib.drop();
                 }
             }
-            double const ours = median(rates[0]);
+            // Ratios are taken within each round, where both ran seconds apart, then the median.
             for (std::size_t l = 0; l < libraries.size(); ++l) {
                 double const m = median(rates[l]);
-                if (l == 0)
+                if (l == 0) {
                     std::printf("| %s | %s | %s | %.0f | |\n", file, op, libraries[l].name, m);
-                else
-                    std::printf("| %s | %s | %s | %.0f | %.2fx |\n", file, op, libraries[l].name,
-                                m, ours / m);
+                    continue;
+                }
+                std::vector<double> ratios;
+                for (int round = 0; round < rounds; ++round)
+                    ratios.push_back(rates[0][static_cast<std::size_t>(round)] /
+                                     rates[l][static_cast<std::size_t>(round)]);
+                std::printf("| %s | %s | %s | %.0f | %.2fx |\n", file, op, libraries[l].name, m,
+                            median(ratios));
             }
         }
         // Memory kept by the tree after parsing, every heap allocation counted.

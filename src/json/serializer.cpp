@@ -46,20 +46,28 @@ inline bool wordNeedsEscape(std::uint64_t w) {
             hasZero(w ^ (kOnes * 0x7F))) != 0;
 }
 
-// Appends to a string through a raw cursor: the string is grown ahead of the writes and cut to
-// the written length when the sink is finished (also on failure).
+// Collects output behind a raw cursor in a per-thread buffer that keeps its capacity between
+// calls, and appends it to the caller's string in one piece when finished (also on failure). The
+// buffer never shrinks below what it grew to, up to kRetainedBytes; larger ones are let go.
 class Sink {
 public:
-    explicit Sink(std::string& out) : out_(out), pos_(out.size()) {}
-    ~Sink() { out_.resize(pos_); }
+    explicit Sink(std::string& out) : out_(out), buffer_(threadBuffer()), pos_(0) {
+        if (buffer_.empty())
+            buffer_.resize(kInitialBytes);
+    }
+    ~Sink() {
+        out_.append(buffer_.data(), pos_);
+        if (buffer_.size() > kRetainedBytes)
+            std::string().swap(buffer_);
+    }
     Sink(Sink const&) = delete;
     Sink& operator=(Sink const&) = delete;
 
     // Room for n more bytes; returns where they go. Commit with advance().
     char* reserve(std::size_t n) {
-        if (out_.size() - pos_ < n)
-            out_.resize(std::max(out_.size() * 2, pos_ + n + 64));
-        return &out_[pos_];
+        if (buffer_.size() - pos_ < n)
+            buffer_.resize(std::max(buffer_.size() * 2, pos_ + n));
+        return &buffer_[pos_];
     }
     void advance(std::size_t n) { pos_ += n; }
 
@@ -74,7 +82,16 @@ public:
     void write(std::string const& text) { write(text.data(), text.size()); }
 
 private:
+    static constexpr std::size_t kInitialBytes = 4096;
+    static constexpr std::size_t kRetainedBytes = 4u << 20;
+
+    static std::string& threadBuffer() {
+        thread_local std::string buffer;
+        return buffer;
+    }
+
     std::string& out_;
+    std::string& buffer_;
     std::size_t pos_;
 };
 
@@ -84,18 +101,18 @@ void writeString(Sink& sink, char const* p, char const* end) {
     char* o = start;
     *o++ = '"';
     while (p != end) {
-        char const* run = p;
+        // Clean bytes are copied eight at a time, then one by one up to the next escape.
         while (end - p >= 8) {
             std::uint64_t w;
             std::memcpy(&w, p, 8);
             if (wordNeedsEscape(w))
                 break;
+            std::memcpy(o, &w, 8);
+            o += 8;
             p += 8;
         }
         while (p != end && kEscape[static_cast<unsigned char>(*p)] == 0)
-            ++p;
-        std::memcpy(o, run, static_cast<std::size_t>(p - run));
-        o += p - run;
+            *o++ = *p++;
         if (p == end)
             break;
         unsigned char const c = static_cast<unsigned char>(*p++);
@@ -113,17 +130,78 @@ void writeString(Sink& sink, char const* p, char const* end) {
     sink.advance(static_cast<std::size_t>(o - start));
 }
 
-inline void writeInteger(Sink& sink, std::int64_t i) {
-    char* const start = sink.reserve(24);
-    auto result = std::to_chars(start, start + 24, i);
-    sink.advance(static_cast<std::size_t>(result.ptr - start));
+constexpr char kDigitPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233"
+                               "34353637383940414243444546474849505152535455565758596061626364656667"
+                               "6869707172737475767778798081828384858687888990919293949596979899";
+
+// Writes n (< 10^8) without leading zeros; returns the end.
+inline char* writeBelow1e8(std::uint32_t n, char* o) {
+    std::size_t const len = n < 10 ? 1
+                            : n < 100 ? 2
+                            : n < 1000 ? 3
+                            : n < 10000 ? 4
+                            : n < 100000 ? 5
+                            : n < 1000000 ? 6
+                            : n < 10000000 ? 7
+                                           : 8;
+    char* p = o + len;
+    while (n >= 100) {
+        p -= 2;
+        std::memcpy(p, kDigitPairs + 2 * (n % 100), 2);
+        n /= 100;
+    }
+    if (n >= 10)
+        std::memcpy(p - 2, kDigitPairs + 2 * n, 2);
+    else
+        p[-1] = static_cast<char>('0' + n);
+    return o + len;
 }
 
+// Writes exactly eight digits of n (< 10^8), with leading zeros.
+inline void writeEight(std::uint32_t n, char* o) {
+    std::uint32_t const high = n / 10000;
+    std::uint32_t const low = n % 10000;
+    std::memcpy(o, kDigitPairs + 2 * (high / 100), 2);
+    std::memcpy(o + 2, kDigitPairs + 2 * (high % 100), 2);
+    std::memcpy(o + 4, kDigitPairs + 2 * (low / 100), 2);
+    std::memcpy(o + 6, kDigitPairs + 2 * (low % 100), 2);
+}
+
+inline void writeInteger(Sink& sink, std::int64_t i) {
+    char* const start = sink.reserve(24);
+    char* o = start;
+    std::uint64_t n = static_cast<std::uint64_t>(i);
+    if (i < 0) {
+        *o++ = '-';
+        n = 0 - n;
+    }
+    if (n < 100000000) {
+        o = writeBelow1e8(static_cast<std::uint32_t>(n), o);
+    } else if (n < 10000000000000000ULL) {
+        o = writeBelow1e8(static_cast<std::uint32_t>(n / 100000000), o);
+        writeEight(static_cast<std::uint32_t>(n % 100000000), o);
+        o += 8;
+    } else {
+        std::uint64_t const head = n / 10000000000000000ULL; // at most 1844
+        std::uint64_t const rest = n % 10000000000000000ULL;
+        o = writeBelow1e8(static_cast<std::uint32_t>(head), o);
+        writeEight(static_cast<std::uint32_t>(rest / 100000000), o);
+        writeEight(static_cast<std::uint32_t>(rest % 100000000), o + 8);
+        o += 16;
+    }
+    sink.advance(static_cast<std::size_t>(o - start));
+}
+
+} // namespace
+
+// Walks a value depth-first with an explicit stack, reading payloads directly.
 template <bool kPretty>
-class Writer {
+class SerializeWalk {
 public:
-    Writer(std::string& out, Serializer::Attributes const& attributes, std::string* error)
-        : sink_(out), attributes_(attributes), error_(error) {}
+    SerializeWalk(std::string& out, Serializer::Attributes const& attributes, std::string* error)
+        : sink_(out), attributes_(attributes), error_(error) {
+        stack_.reserve(32);
+    }
 
     bool run(Value const& root, int level) {
         if (!writeValue(root, level))
@@ -185,21 +263,21 @@ private:
 
     // Writes a scalar or an empty container whole; opens a non-empty container on the stack.
     bool writeValue(Value const& v, int level) {
-        switch (v.type()) {
+        switch (v.type_) {
         case Type::Null:
             sink_.write("null", 4);
             return true;
         case Type::Boolean:
-            if (v.toBool(false))
+            if (v.payload_.boolean)
                 sink_.write("true", 4);
             else
                 sink_.write("false", 5);
             return true;
         case Type::Integer:
-            writeInteger(sink_, v.toInt64(0));
+            writeInteger(sink_, v.payload_.integer);
             return true;
         case Type::Double: {
-            double const d = v.toDouble(0.0);
+            double const d = v.payload_.number;
             if (!std::isfinite(d)) {
                 if (error_)
                     *error_ = kNanOrInf;
@@ -214,12 +292,13 @@ private:
             return true;
         }
         case Type::String: {
-            std::string const& s = v.stringValue();
+            std::string const& s =
+                static_cast<Value::Container<std::string> const*>(v.payload_.container)->value;
             writeString(sink_, s.data(), s.data() + s.size());
             return true;
         }
         case Type::Object: {
-            Value::Object const& members = v.objectItems();
+            Value::Object const& members = v.objectRef();
             if (members.empty()) {
                 sink_.write("{}", 2);
                 return true;
@@ -229,7 +308,7 @@ private:
             return true;
         }
         case Type::Array: {
-            Value::Array const& elements = v.arrayItems();
+            Value::Array const& elements = v.arrayRef();
             if (elements.empty()) {
                 sink_.write("[]", 2);
                 return true;
@@ -249,8 +328,6 @@ private:
     std::vector<Frame> stack_;
 };
 
-} // namespace
-
 void Serializer::indent(std::string& out, Attributes const& attributes, int const& level) {
     out += attributes.newline;
     if (attributes.indent.empty())
@@ -267,8 +344,8 @@ void Serializer::serialize_string(std::string& out, std::string const& s) {
 bool Serializer::serialize(std::string& out, Value const& value, Attributes const& attributes,
                            int const& level, std::string* error) {
     if (attributes.pretty)
-        return Writer<true>(out, attributes, error).run(value, level);
-    return Writer<false>(out, attributes, error).run(value, level);
+        return SerializeWalk<true>(out, attributes, error).run(value, level);
+    return SerializeWalk<false>(out, attributes, error).run(value, level);
 }
 
 } // namespace pocketjson

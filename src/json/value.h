@@ -125,6 +125,8 @@ public:
 
 private:
     friend class Parser;
+    template <bool>
+    friend class SerializeWalk;
 
     union Payload {
         bool boolean;

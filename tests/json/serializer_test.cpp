@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -114,6 +115,20 @@ TEST(SerializerNumbers, DoublesAsSeventeenDigitsAndZeroAsZeroPointZero) {
     };
     for (auto const& c : cases)
         EXPECT_EQ(compact(Value(c.value)), c.written);
+}
+
+TEST(SerializerNumbers, IntegersAtEveryDigitCountBoundary) {
+    std::vector<std::int64_t> values = {0, std::numeric_limits<std::int64_t>::max(),
+                                        std::numeric_limits<std::int64_t>::min()};
+    for (std::int64_t p = 1; p <= 1000000000000000000LL; p *= 10) {
+        std::int64_t const nines = p <= 100000000000000000LL ? 10 * p - 1 : p;
+        for (std::int64_t v : {p - 1, p, p + 1, 2 * p - 1, nines}) {
+            values.push_back(v);
+            values.push_back(-v);
+        }
+    }
+    for (std::int64_t v : values)
+        EXPECT_EQ(compact(Value(v)), std::to_string(v));
 }
 
 TEST(SerializerNumbers, CommaLocaleStillWritesAPoint) {
