@@ -233,6 +233,8 @@ public:
                     sink_.put(':');
                 member = &f.member->second;
                 ++f.member;
+                if (f.member != f.memberEnd)
+                    __builtin_prefetch(&*f.member); // the next node, while this member is written
             } else {
                 member = &*f.element++;
             }
