@@ -120,8 +120,9 @@ TEST(SerializerNumbers, DoublesAsSeventeenDigitsAndZeroAsZeroPointZero) {
 TEST(SerializerNumbers, IntegersAtEveryDigitCountBoundary) {
     std::vector<std::int64_t> values = {0, std::numeric_limits<std::int64_t>::max(),
                                         std::numeric_limits<std::int64_t>::min()};
-    for (std::int64_t p = 1; p <= 1000000000000000000LL; p *= 10) {
-        std::int64_t const nines = p <= 100000000000000000LL ? 10 * p - 1 : p;
+    std::int64_t p = 1;
+    for (int digits = 1; digits <= 19; ++digits, p = digits <= 18 ? p * 10 : p) {
+        std::int64_t const nines = digits <= 18 ? 10 * p - 1 : p;
         for (std::int64_t v : {p - 1, p, p + 1, 2 * p - 1, nines}) {
             values.push_back(v);
             values.push_back(-v);
