@@ -120,13 +120,15 @@ TEST(SerializerNumbers, DoublesAsSeventeenDigitsAndZeroAsZeroPointZero) {
 TEST(SerializerNumbers, IntegersAtEveryDigitCountBoundary) {
     std::vector<std::int64_t> values = {0, std::numeric_limits<std::int64_t>::max(),
                                         std::numeric_limits<std::int64_t>::min()};
-    std::int64_t p = 1;
-    for (int digits = 1; digits <= 19; ++digits, p = digits <= 18 ? p * 10 : p) {
-        std::int64_t const nines = digits <= 18 ? 10 * p - 1 : p;
+    std::int64_t p = 1; // 10^d, up to 10^18
+    for (int d = 0; d < 19; ++d) {
+        std::int64_t const nines = d < 18 ? 10 * p - 1 : p;
         for (std::int64_t v : {p - 1, p, p + 1, 2 * p - 1, nines}) {
             values.push_back(v);
             values.push_back(-v);
         }
+        if (d < 18)
+            p *= 10;
     }
     for (std::int64_t v : values)
         EXPECT_EQ(compact(Value(v)), std::to_string(v));
