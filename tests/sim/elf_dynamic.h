@@ -1,0 +1,20 @@
+// Reads what a shared object offers to the dynamic linker: defined dynamic symbols and soname.
+#pragma once
+
+#include <set>
+#include <string>
+
+namespace sim::test {
+
+struct ElfDynamic {
+    bool ok = false;
+    std::string error;                  // why ok is false
+    std::string soname;                 // DT_SONAME, "" when absent
+    std::set<std::string> defined;      // global and weak symbols of .dynsym with a section
+    bool hasVersionDefinitions = false; // a .gnu.version_d section exists
+};
+
+// Parses an ELF64 little-endian file; never throws for a bad file (ok = false instead).
+ElfDynamic readElfDynamic(std::string const& path);
+
+} // namespace sim::test
