@@ -1,0 +1,155 @@
+// The request cycle: argument parsing, method selection, handler protection and the answer.
+#include "bridge/bridge_template.h"
+
+#include "json/parser.h"
+#include "json/serializer.h"
+#include "platform/pagebridge.h"
+
+#include <cstring>
+
+namespace {
+
+using pocketjson::Value;
+
+enum class Method { Get, Put, Post, Delete };
+
+std::string lowerAscii(std::string text) {
+    for (char& c : text) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return text;
+}
+
+Method selectMethod(Value const& options) {
+    std::string const method = lowerAscii(BridgeTemplate::methodText(options));
+    if (method == "post")
+        return Method::Post;
+    if (method == "put")
+        return Method::Put;
+    if (method == "delete")
+        return Method::Delete;
+    return Method::Get;
+}
+
+// A malformed argument never fails the request: the field keeps what the parser produced.
+void parseArgument(pocketjson::Parser& parser, char const* text, Value& field) {
+    if (text != nullptr)
+        parser.parse(text, std::strlen(text), field);
+}
+
+} // namespace
+
+char const* const BridgeTemplate::kUnknownErrorAnswer =
+    "{\"error\":{\"message\":\"Unknown error "
+    "occurred.\",\"name\":\"UnknownError\"},\"value\":null}";
+
+std::string BridgeTemplate::methodText(Value const& options) {
+    if (!options.contains("method"))
+        return std::string();
+    return options["method"].toString("");
+}
+
+bool BridgeTemplate::answerText(BridgeResult const& result, std::string& text) {
+    Value answer(pocketjson::Type::Object);
+    if (result.isError()) {
+        Value& error = answer["error"];
+        error = result.error.detail;
+        error["name"] = Value(result.error.name);
+        error["message"] = Value(result.error.message);
+    } else {
+        answer["error"] = Value();
+    }
+    answer["value"] = result.value;
+    text.clear();
+    return pocketjson::Serializer::serialize(text, answer);
+}
+
+BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const* a3,
+                                     char const* a4) {
+    BridgeData data;
+    pocketjson::Parser parser;
+    parseArgument(parser, a1, data.options);
+    parseArgument(parser, a2, data.parameters);
+    parseArgument(parser, a3, data.query);
+    parseArgument(parser, a4, data.body);
+    if (data.body.isNull() && a4 != nullptr && *a4 != '\0')
+        data.body = Value(std::string(a4));
+
+    Method const method = selectMethod(data.options);
+    onBeginBridge(data);
+
+    BridgeResult result;
+    try {
+        switch (method) {
+        case Method::Get:
+            result = Get(data);
+            break;
+        case Method::Put:
+            result = Put(data);
+            break;
+        case Method::Post:
+            result = Post(data);
+            break;
+        case Method::Delete:
+            result = Delete(data);
+            break;
+        }
+    } catch (BridgeResultError const& error) {
+        result = error;
+    } catch (...) {
+        result =
+            BridgeResultError(BridgeStatusInternalError, "UnknownError", "Unknown error occurred.");
+    }
+    onEndBridge(data, result);
+    return result;
+}
+
+int BridgeTemplate::operator()(char const* a1, char const* a2, char const* a3,
+                               char const* a4) noexcept {
+    std::int32_t const promiseId = BridgeHelperCreatePromiseID();
+    // The one catch site outside the handlers: onBeginBridge, the log and the answer building
+    // may still fail (an exception, or memory running out); the host then gets 500.
+    try {
+        BridgeResult const result = execute(a1, a2, a3, a4);
+        std::string text;
+        if (answerText(result, text)) {
+            BridgeHelperSetResponse(promiseId, result.statusCode, text.c_str());
+            return promiseId;
+        }
+    } catch (...) {
+    }
+    BridgeHelperSetResponse(promiseId, BridgeStatusInternalError, kUnknownErrorAnswer);
+    return promiseId;
+}
+
+void BridgeTemplate::onBeginBridge(BridgeData const&) {}
+
+void BridgeTemplate::onEndBridge(BridgeData const&, BridgeResult const&) {}
+
+BridgeResult BridgeTemplate::Get(BridgeData const&) {
+    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
+                            "GET method is not allowed.");
+}
+
+BridgeResult BridgeTemplate::Put(BridgeData const&) {
+    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
+                            "PUT method is not allowed.");
+}
+
+BridgeResult BridgeTemplate::Post(BridgeData const&) {
+    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
+                            "POST method is not allowed.");
+}
+
+BridgeResult BridgeTemplate::Delete(BridgeData const&) {
+    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
+                            "DELETE method is not allowed.");
+}
+
+int ServeUnbuildableRequest() noexcept {
+    std::int32_t const promiseId = BridgeHelperCreatePromiseID();
+    BridgeHelperSetResponse(promiseId, BridgeStatusInternalError,
+                            BridgeTemplate::kUnknownErrorAnswer);
+    return promiseId;
+}

@@ -1,0 +1,61 @@
+// BridgeTemplate: the request cycle from four C strings to one settled promise.
+#pragma once
+
+#include "bridge/bridge_result.h"
+#include "json/value.h"
+
+#include <string>
+
+// The request record: one parsed value per argument of the exported function.
+struct BridgeData {
+    pocketjson::Value options;    // 1st argument: request options, "method" among them
+    pocketjson::Value parameters; // 2nd argument: selectors of the resource (path parameters)
+    pocketjson::Value query;      // 3rd argument: options of the request
+    pocketjson::Value body;       // 4th argument: content; raw text when it is not JSON
+};
+
+// Base of every resource. The four method operations answer 405 "MethodError" unless a resource
+// overrides them.
+class BridgeTemplate {
+public:
+    virtual ~BridgeTemplate() = default;
+
+    // Takes a promise id from the host, runs execute() and settles the promise with the JSON
+    // answer; returns the promise id. Whatever fails on the way, the promise is settled exactly
+    // once (500 "UnknownError" when nothing better is known) and no exception leaves.
+    int operator()(char const* a1, char const* a2, char const* a3, char const* a4) noexcept;
+
+    // Parses the arguments, selects the method and runs it; handler exceptions become results.
+    virtual BridgeResult execute(char const* a1, char const* a2, char const* a3, char const* a4);
+    virtual void onBeginBridge(BridgeData const& data);
+    virtual void onEndBridge(BridgeData const& data, BridgeResult const& result);
+    virtual BridgeResult Get(BridgeData const& data);
+    virtual BridgeResult Put(BridgeData const& data);
+    virtual BridgeResult Post(BridgeData const& data);
+    virtual BridgeResult Delete(BridgeData const& data);
+
+    // The answer text for a result: {"error":null,"value":V} or
+    // {"error":{...detail...,"message":M,"name":N},"value":V}. False when the value cannot be
+    // written (a NaN or infinite double).
+    static bool answerText(BridgeResult const& result, std::string& text);
+    // The "method" member of the options as text: strings as they are, booleans, integers and
+    // doubles as JSON writes them, anything else (or no member) empty.
+    static std::string methodText(pocketjson::Value const& options);
+
+    // The answer of a request that failed outside any handler.
+    static char const* const kUnknownErrorAnswer;
+};
+
+// The exported functions' last guard: builds the resource and runs its request cycle; if even the
+// resource cannot be built, a promise is still created and settled with 500 "UnknownError".
+int ServeUnbuildableRequest() noexcept;
+
+template <typename Resource>
+int Serve(char const* a1, char const* a2, char const* a3, char const* a4) noexcept {
+    try {
+        Resource resource;
+        return resource(a1, a2, a3, a4);
+    } catch (...) {
+        return ServeUnbuildableRequest();
+    }
+}

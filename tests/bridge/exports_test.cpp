@@ -1,0 +1,212 @@
+// libtolma.so.2 loaded like a host loads it: its symbol table, and every resource answering.
+#include "host_record.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <dlfcn.h>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using ResourceFunction = int (*)(char const*, char const*, char const*, char const*);
+
+// Every resource with the methods it serves once implemented; the others must answer 405.
+struct ResourceRow {
+    char const* name;
+    char const* served; // letters of G, U (put), P (post), D
+};
+
+std::vector<ResourceRow> const kResources = {
+    {"DeviceNotification", "GUD"},     {"Screens", "GUD"},
+    {"ScreenAtIndex", "GUD"},          {"ScreensForMonitor", "GUD"},
+    {"ScreensForPoint", "GUD"},        {"PowerManagementSettings", "UPD"},
+    {"SystemInformation", "G"},        {"SystemProcesses", "G"},
+    {"SystemUSBDevices", "G"},         {"SystemApplications", "G"},
+    {"SystemApplicationWindows", "G"}, {"SystemKEXT", "G"},
+    {"SystemPrinters", "G"},           {"SystemLoginState", "G"},
+    {"SystemLockState", "G"},          {"SystemScreenSaver", "GD"},
+    {"SystemPreferredLanguage", "G"},  {"SystemLoginItem", "U"},
+    {"SystemEventLogBackup", "P"},
+};
+
+std::set<std::string> const kExports = {
+    "DeviceNotification",
+    "Screens",
+    "ScreenAtIndex",
+    "ScreensForMonitor",
+    "ScreensForPoint",
+    "PowerManagementSettings",
+    "SystemInformation",
+    "SystemProcesses",
+    "SystemUSBDevices",
+    "SystemApplications",
+    "SystemApplicationWindows",
+    "SystemKEXT",
+    "SystemPrinters",
+    "SystemLoginState",
+    "SystemLockState",
+    "SystemScreenSaver",
+    "SystemPreferredLanguage",
+    "SystemLoginItem",
+    "SystemEventLogBackup",
+    "Setup",
+    "TearDown",
+    "TolmaResetSystemIdleTimer",
+    "TolmaDisablePowerManagementSettings",
+    "TolmaRestorePowerManagementSettings",
+};
+
+std::vector<std::string> commandLines(std::string const& command) {
+    std::vector<std::string> lines;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return lines;
+    char buffer[4096];
+    while (fgets(buffer, sizeof buffer, pipe)) {
+        std::string line = buffer;
+        while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
+            line.pop_back();
+        lines.push_back(line);
+    }
+    pclose(pipe);
+    return lines;
+}
+
+// The plug-in opened once for the whole suite, as a host opens it.
+class PluginTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        plugin_ = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(plugin_, nullptr) << dlerror();
+        auto setup = reinterpret_cast<void (*)()>(dlsym(plugin_, "Setup"));
+        ASSERT_NE(setup, nullptr);
+        setup();
+    }
+    static void TearDownTestSuite() {
+        auto tearDown = reinterpret_cast<void (*)()>(dlsym(plugin_, "TearDown"));
+        if (tearDown)
+            tearDown();
+        dlclose(plugin_);
+    }
+    static ResourceFunction resource(char const* name) {
+        return reinterpret_cast<ResourceFunction>(dlsym(plugin_, name));
+    }
+    static void* plugin_;
+};
+
+void* PluginTest::plugin_ = nullptr;
+
+TEST_F(PluginTest, EveryUnservedMethodAnswers405) {
+    struct Method {
+        char letter;
+        char const* options;
+        char const* upper;
+    } const methods[] = {{'G', R"({"method":"get"})", "GET"},
+                         {'U', R"({"method":"put"})", "PUT"},
+                         {'P', R"({"method":"post"})", "POST"},
+                         {'D', R"({"method":"delete"})", "DELETE"}};
+    int checked = 0;
+    for (auto const& row : kResources) {
+        ResourceFunction function = resource(row.name);
+        ASSERT_NE(function, nullptr) << row.name;
+        for (auto const& m : methods) {
+            if (std::string(row.served).find(m.letter) != std::string::npos)
+                continue;
+            test::resetHost();
+            test::resetLog();
+            int const promise = function(m.options, "{}", "{}", "");
+            std::vector<test::Response> responses = test::responses();
+            ASSERT_EQ(responses.size(), 1u) << row.name << " " << m.upper;
+            EXPECT_EQ(responses[0].promise, promise);
+            EXPECT_EQ(responses[0].status, 405) << row.name << " " << m.upper;
+            EXPECT_EQ(responses[0].text,
+                      std::string(R"({"error":{"message":")") + m.upper +
+                          R"( method is not allowed.","name":"MethodError"},"value":null})")
+                << row.name;
+            std::vector<test::LogLine> lines = test::logLines();
+            ASSERT_EQ(lines.size(), 1u);
+            EXPECT_EQ(lines[0].level, 3);
+            EXPECT_EQ(lines[0].line, std::string("statusCode:405\tmethod:") + m.upper +
+                                         "\turi:/tolma/\terr:MethodError\tmsg:" + m.upper +
+                                         " method is not allowed.")
+                << row.name;
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 44);
+}
+
+TEST_F(PluginTest, PromiseIdsAreTheHostsAndEachIsSettledOnce) {
+    ResourceFunction function = resource("SystemLoginItem");
+    test::resetHost();
+    int const first = function(R"({"method":"get"})", "", "", "");
+    int const second = function("garbage", nullptr, nullptr, nullptr);
+    std::vector<test::Response> responses = test::responses();
+    ASSERT_EQ(responses.size(), 2u);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(responses[0].promise, first);
+    EXPECT_EQ(responses[1].promise, second);
+}
+
+TEST_F(PluginTest, PowerSettingsRecordRoundTrips) {
+    using Disable = void* (*)();
+    using Restore = void (*)(void*);
+    auto disable = reinterpret_cast<Disable>(dlsym(plugin_, "TolmaDisablePowerManagementSettings"));
+    auto restore = reinterpret_cast<Restore>(dlsym(plugin_, "TolmaRestorePowerManagementSettings"));
+    auto reset = reinterpret_cast<void (*)()>(dlsym(plugin_, "TolmaResetSystemIdleTimer"));
+    ASSERT_TRUE(disable && restore && reset);
+    void* backup = disable();
+    EXPECT_NE(backup, nullptr);
+    restore(backup);
+    restore(nullptr);
+    reset();
+}
+
+TEST(PluginSymbols, ExportsExactlyTheHostFacingFunctions) {
+    std::vector<std::string> lines =
+        commandLines(std::string("nm -D --defined-only ") + TOLMA_PLUGIN_PATH);
+    std::set<std::string> names;
+    for (std::string const& line : lines) {
+        std::string::size_type space = line.rfind(' ');
+        names.insert(space == std::string::npos ? line : line.substr(space + 1));
+    }
+    EXPECT_EQ(names, kExports);
+}
+
+TEST(PluginSymbols, SonameAndNeededLibraries) {
+    std::vector<std::string> lines = commandLines(std::string("readelf -d ") + TOLMA_PLUGIN_PATH);
+    std::set<std::string> const allowed = {
+        "libpagebridge.so.2",   "libhostplug_x64.so.1",
+        "libscrinfo2_x64.so.2", "libormic_x64.so.1",
+        "libvqc_x64.so.1",      "libmeterlink_x64.so.2",
+        "libstdc++.so.6",       "libm.so.6",
+        "libgcc_s.so.1",        "libc.so.6",
+        "ld-linux-x86-64.so.2",
+    };
+    std::string soname;
+    int needed = 0;
+    for (std::string const& line : lines) {
+        std::string::size_type open = line.find('[');
+        std::string::size_type close = line.find(']');
+        if (open == std::string::npos || close == std::string::npos)
+            continue;
+        std::string const value = line.substr(open + 1, close - open - 1);
+        if (line.find("(SONAME)") != std::string::npos)
+            soname = value;
+        if (line.find("(NEEDED)") != std::string::npos) {
+            ++needed;
+            bool const sanitizerRuntime = value.rfind("libasan", 0) == 0 ||
+                                          value.rfind("libubsan", 0) == 0 ||
+                                          value.rfind("libtsan", 0) == 0;
+            EXPECT_TRUE(allowed.count(value) || sanitizerRuntime) << value;
+        }
+    }
+    EXPECT_EQ(soname, "libtolma.so.2");
+    EXPECT_GT(needed, 0);
+}
+
+} // namespace

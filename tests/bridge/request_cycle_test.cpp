@@ -1,0 +1,324 @@
+// The request cycle: method selection, argument forms, answers, errors, guards and the log line.
+#include "bridge/bridge.h"
+#include "bridge/tolma_logger.h"
+#include "host_record.h"
+#include "json/serializer.h"
+
+#include <cmath>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using pocketjson::Value;
+using test::Response;
+
+// Answers every method with the method's name and the request record as it arrived.
+class EchoResource : public kavri::Bridge {
+public:
+    BridgeResult Get(BridgeData const& d) override { return echo("get", d); }
+    BridgeResult Put(BridgeData const& d) override { return echo("put", d); }
+    BridgeResult Post(BridgeData const& d) override { return echo("post", d); }
+    BridgeResult Delete(BridgeData const& d) override { return echo("delete", d); }
+
+private:
+    BridgeResult echo(char const* method, BridgeData const& d) {
+        uri += "Echo";
+        Value v(pocketjson::Type::Object);
+        v["method"] = Value(method);
+        v["options"] = d.options;
+        v["parameters"] = d.parameters;
+        v["query"] = d.query;
+        v["body"] = d.body;
+        return BridgeResultOK(v);
+    }
+};
+
+// Runs `behaviour` as the GET handler.
+template <typename Behaviour>
+class ScriptedResource : public kavri::Bridge {
+public:
+    BridgeResult Get(BridgeData const&) override {
+        uri += "Scripted";
+        return Behaviour::run();
+    }
+};
+
+Response call(int (*serve)(char const*, char const*, char const*, char const*),
+              char const* a1 = "{}", char const* a2 = "{}", char const* a3 = "{}",
+              char const* a4 = "") {
+    test::resetHost();
+    int const promise = serve(a1, a2, a3, a4);
+    std::vector<Response> responses = test::responses();
+    EXPECT_EQ(responses.size(), 1u) << "exactly one settled promise per request";
+    if (responses.empty())
+        return Response{};
+    EXPECT_EQ(responses[0].promise, promise) << "the returned id is the settled one";
+    return responses[0];
+}
+
+Value valueOf(Response const& r) {
+    auto parsed = pocketjson::Value();
+    pocketjson::Parser parser;
+    EXPECT_TRUE(parser.parse(r.text, parsed)) << r.text;
+    return parsed["value"];
+}
+
+TEST(RequestMethod, SelectedCaseInsensitivelyFromTheOptionsMember) {
+    struct Case {
+        char const* options;
+        char const* method;
+    } const cases[] = {
+        {R"({"method":"DELETE"})", "delete"},
+        {R"({"method":"Delete"})", "delete"},
+        {R"({"method":"put"})", "put"},
+        {R"({"method":"POST"})", "post"},
+        {R"({"method":"get"})", "get"},
+        {R"({"method":"Remove"})", "get"},
+        {R"({"method":" delete"})", "get"},
+        {R"({"method":1})", "get"},
+        {R"({"method":true})", "get"},
+        {R"({"method":null})", "get"},
+        {R"({"method":["put"]})", "get"},
+        {"{}", "get"},
+        {R"(["delete"])", "get"},
+        {"not json", "get"},
+        {"", "get"},
+        {R"({"method":"put"} trailing)", "put"},
+    };
+    for (auto const& c : cases) {
+        Response r = call(Serve<EchoResource>, c.options);
+        EXPECT_EQ(r.status, 200) << c.options;
+        EXPECT_EQ(valueOf(r)["method"].stringValue(), c.method) << c.options;
+    }
+    Response nullOptions = call(Serve<EchoResource>, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(valueOf(nullOptions)["method"].stringValue(), "get");
+}
+
+TEST(RequestArguments, BodyThatIsNotJsonArrivesAsText) {
+    struct Case {
+        char const* body;
+        char const* expected;
+    } const cases[] = {
+        {"abc", R"("abc")"},   {R"("abc")", R"("abc")"}, {"", "null"},
+        {"null", R"("null")"}, {"[1,2] x", "[1,2]"},     {R"({"k":[true]})", R"({"k":[true]})"},
+    };
+    for (auto const& c : cases) {
+        Response r = call(Serve<EchoResource>, "{}", "{}", "{}", c.body);
+        std::string written;
+        pocketjson::Serializer::serialize(written, valueOf(r)["body"]);
+        EXPECT_EQ(written, c.expected) << c.body;
+    }
+}
+
+TEST(RequestArguments, MalformedParametersKeepWhatWasParsed) {
+    Response r = call(Serve<EchoResource>, "{}", "[1,2] x", "{\"a\":");
+    Value v = valueOf(r);
+    std::string parameters, query;
+    pocketjson::Serializer::serialize(parameters, v["parameters"]);
+    pocketjson::Serializer::serialize(query, v["query"]);
+    EXPECT_EQ(parameters, "[1,2]");
+    EXPECT_EQ(query, "{}");
+    EXPECT_EQ(r.status, 200);
+}
+
+struct ReturnsNull {
+    static BridgeResult run() { return BridgeResultOK(Value()); }
+};
+struct ThrowsDetailedError {
+    static BridgeResult run() {
+        BridgeResultError error(BridgeStatusNotFound, "NotFoundError", "screen is not found.");
+        error.error.detail["code"] = Value(5);
+        error.error.detail["extra"] = Value("x");
+        throw error;
+    }
+};
+struct ThrowsBadRequest {
+    static BridgeResult run() {
+        BridgeCheckRequestCondition(true, "never");
+        BridgeCheckError(true, "never");
+        BridgeCheckRequestCondition(false, "index is invalid.");
+        return BridgeResultOK(Value(1));
+    }
+};
+struct ThrowsInternal {
+    static BridgeResult run() {
+        BridgeCheckError(false, "Failed to get screen profile.");
+        return BridgeResultOK(Value(1));
+    }
+};
+struct ThrowsStandardException {
+    static BridgeResult run() { throw std::runtime_error("lost text"); }
+};
+struct ThrowsBadAlloc {
+    static BridgeResult run() { throw std::bad_alloc(); }
+};
+struct ThrowsInteger {
+    static BridgeResult run() { throw 7; }
+};
+struct ReturnsDetailOnly {
+    static BridgeResult run() {
+        BridgeResult result;
+        result.statusCode = BridgeStatusOK;
+        result.error.detail = Value("a detail text counts as an error");
+        return result;
+    }
+};
+struct ReturnsEmptyDetail {
+    static BridgeResult run() {
+        BridgeResult result;
+        result.statusCode = BridgeStatusOK;
+        result.error.detail = Value(pocketjson::Type::Array);
+        result.value = Value(3);
+        return result;
+    }
+};
+struct ReturnsNan {
+    static BridgeResult run() { return BridgeResultOK(Value(std::nan(""))); }
+};
+
+constexpr char kUnknown[] =
+    R"({"error":{"message":"Unknown error occurred.","name":"UnknownError"},"value":null})";
+
+TEST(RequestAnswer, ResultsAndErrorsBecomeTheAnswerText) {
+    struct Case {
+        char const* name;
+        int (*serve)(char const*, char const*, char const*, char const*);
+        int status;
+        char const* text;
+    } const cases[] = {
+        {"null success", Serve<ScriptedResource<ReturnsNull>>, 200,
+         R"({"error":null,"value":null})"},
+        {"detailed error", Serve<ScriptedResource<ThrowsDetailedError>>, 404,
+         R"({"error":{"code":5,"extra":"x","message":"screen is not found.","name":"NotFoundError"},"value":null})"},
+        {"request check", Serve<ScriptedResource<ThrowsBadRequest>>, 400,
+         R"({"error":{"message":"index is invalid.","name":"BadRequestError"},"value":null})"},
+        {"system check", Serve<ScriptedResource<ThrowsInternal>>, 500,
+         R"({"error":{"message":"Failed to get screen profile.","name":"InternalError"},"value":null})"},
+        {"standard exception", Serve<ScriptedResource<ThrowsStandardException>>, 500, kUnknown},
+        {"out of memory", Serve<ScriptedResource<ThrowsBadAlloc>>, 500, kUnknown},
+        {"foreign exception", Serve<ScriptedResource<ThrowsInteger>>, 500, kUnknown},
+        {"detail only", Serve<ScriptedResource<ReturnsDetailOnly>>, 200,
+         R"({"error":{"message":"","name":""},"value":null})"},
+        {"empty detail", Serve<ScriptedResource<ReturnsEmptyDetail>>, 200,
+         R"({"error":null,"value":3})"},
+        {"unwritable value", Serve<ScriptedResource<ReturnsNan>>, 500, kUnknown},
+    };
+    for (auto const& c : cases) {
+        Response r = call(c.serve);
+        EXPECT_EQ(r.status, c.status) << c.name;
+        EXPECT_EQ(r.text, c.text) << c.name;
+    }
+}
+
+TEST(RequestAnswer, DetailWithAStringBecomesAnObjectHoldingNameAndMessage) {
+    struct Throws {
+        static BridgeResult run() {
+            BridgeResultError error(BridgeStatusInternalError, "InternalError", "m.");
+            error.error.detail = Value(pocketjson::Type::Array);
+            error.error.detail.push_back(Value(1));
+            throw error;
+        }
+    };
+    Response r = call(Serve<ScriptedResource<Throws>>);
+    EXPECT_EQ(r.text, R"({"error":{"message":"m.","name":"InternalError"},"value":null})");
+}
+
+// Failures outside the handler's protection still settle the promise exactly once.
+class BeginThrows : public kavri::Bridge {
+public:
+    void onBeginBridge(BridgeData const&) override { throw std::runtime_error("hook"); }
+};
+class EndThrows : public kavri::Bridge {
+public:
+    void onEndBridge(BridgeData const&, BridgeResult const&) override { throw std::bad_alloc(); }
+};
+class ConstructorThrows : public kavri::Bridge {
+public:
+    ConstructorThrows() { throw std::bad_alloc(); }
+};
+
+TEST(RequestGuard, FailuresOutsideHandlersSettleOnePromiseWith500) {
+    for (auto serve : {Serve<BeginThrows>, Serve<EndThrows>, Serve<ConstructorThrows>}) {
+        Response r = call(serve);
+        EXPECT_EQ(r.status, 500);
+        EXPECT_EQ(r.text, kUnknown);
+    }
+}
+
+TEST(RequestLog, OneLinePerRequestWithItsLevel) {
+    struct Case {
+        int (*serve)(char const*, char const*, char const*, char const*);
+        char const* options;
+        int level;
+        char const* line;
+    } const cases[] = {
+        {Serve<EchoResource>, R"({"method":"post"})", 0,
+         "statusCode:200\tmethod:POST\turi:/tolma/Echo\tmsg:Success"},
+        {Serve<EchoResource>, R"({"method":"remove"})", 0,
+         "statusCode:200\tmethod:GET\turi:/tolma/Echo\tmsg:Success"},
+        {Serve<kavri::Bridge>, R"({"method":"Put"})", 3,
+         "statusCode:405\tmethod:PUT\turi:/tolma/\terr:MethodError\tmsg:PUT method is not "
+         "allowed."},
+        {Serve<ScriptedResource<ThrowsDetailedError>>, "{}", 3,
+         "statusCode:404\tmethod:GET\turi:/tolma/Scripted\terr:NotFoundError\tmsg:screen is not "
+         "found.\tcode:0x00000005"},
+    };
+    for (auto const& c : cases) {
+        test::resetLog();
+        call(c.serve, c.options);
+        std::vector<test::LogLine> lines = test::logLines();
+        ASSERT_EQ(lines.size(), 1u) << c.line;
+        EXPECT_EQ(lines[0].name, "Tolma");
+        EXPECT_EQ(lines[0].level, c.level) << c.line;
+        EXPECT_EQ(lines[0].line, c.line);
+    }
+}
+
+TEST(RequestLog, EventLinesAtLevelThree) {
+    test::resetLog();
+    kavri::TolmaLogger::Instance().logEvent("screenChanged", "2 screens");
+    std::vector<test::LogLine> lines = test::logLines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, 3);
+    EXPECT_EQ(lines[0].line, "event:screenChanged\tmsg:2 screens");
+}
+
+TEST(RequestLog, SuccessRangeAndErrorCodeText) {
+    struct Case {
+        int status;
+        Value detail;
+        char const* tail;
+    } const cases[] = {
+        {299, Value(), "\tmsg:Success"},
+        {200, Value(), "\tmsg:Success"},
+        {300, Value(), "\terr:E\tmsg:M"},
+        {0, Value(), "\terr:E\tmsg:M"},
+        {199, Value(), "\terr:E\tmsg:M"},
+        {500, test::parseValue(R"({"code":42})"), "\terr:E\tmsg:M\tcode:0x0000002a"},
+        {500, test::parseValue(R"({"code":41.6})"), "\terr:E\tmsg:M\tcode:0x0000002a"},
+        {500, test::parseValue(R"({"code":-1})"), "\terr:E\tmsg:M\tcode:0x00000000"},
+        {500, test::parseValue(R"({"code":4294967295})"), "\terr:E\tmsg:M\tcode:0xffffffff"},
+        {500, test::parseValue(R"({"code":4294967296})"), "\terr:E\tmsg:M\tcode:0x00000000"},
+        {500, test::parseValue(R"({"code":"42"})"), "\terr:E\tmsg:M"},
+        {500, test::parseValue(R"([42])"), "\terr:E\tmsg:M"},
+    };
+    for (auto const& c : cases) {
+        BridgeResult result;
+        result.statusCode = static_cast<BridgeStatusCode>(c.status);
+        result.error.detail = c.detail;
+        if (c.status < 200 || c.status > 299) {
+            result.error.name = "E";
+            result.error.message = "M";
+        }
+        std::string const expected =
+            "statusCode:" + std::to_string(c.status) + "\tmethod:DELETE\turi:/u" + c.tail;
+        EXPECT_EQ(kavri::LoggerBase::resultLine("DELETE", "/u", result), expected);
+    }
+}
+
+} // namespace
