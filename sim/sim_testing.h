@@ -97,11 +97,11 @@ public:
         if (handle_ == nullptr)
             return;
         bool const ok = find(reset_, "SimOstranaReset") &&
-                  find(setAvailable_, "SimOstranaSetAvailable") &&
-                  find(setEcho_, "SimOstranaSetEcho") && find(lineAt_, "SimOstranaLineAt") &&
-                  find(waitForLines_, "SimOstranaWaitForLines") &&
-                  find(getLoggerCalls_, "SimOstranaGetLoggerCallCount") &&
-                  find(violations_, "SimOstranaViolationCount");
+                        find(setAvailable_, "SimOstranaSetAvailable") &&
+                        find(setEcho_, "SimOstranaSetEcho") && find(lineAt_, "SimOstranaLineAt") &&
+                        find(waitForLines_, "SimOstranaWaitForLines") &&
+                        find(getLoggerCalls_, "SimOstranaGetLoggerCallCount") &&
+                        find(violations_, "SimOstranaViolationCount");
         if (!ok) {
             dlclose(handle_);
             handle_ = nullptr;
