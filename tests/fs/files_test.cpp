@@ -33,6 +33,7 @@ TEST_F(FsFiles, MakeDirectoryRefusesPathsWithoutAUsableParent) {
         EXPECT_FALSE(fs::make_directory(path)) << path;
         EXPECT_FALSE(exists(absent)) << path;
     }
+    rmdir(top.c_str()); // only there if the check above failed
 }
 
 TEST_F(FsFiles, TypeTestsFollowLinks) {
