@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace pocketjson {
@@ -46,28 +47,20 @@ inline bool wordNeedsEscape(std::uint64_t w) {
             hasZero(w ^ (kOnes * 0x7F))) != 0;
 }
 
-// Collects output behind a raw cursor in a per-thread buffer that keeps its capacity between
-// calls, and appends it to the caller's string in one piece when finished (also on failure). The
-// buffer never shrinks below what it grew to, up to kRetainedBytes; larger ones are let go.
+// Collects output behind a raw cursor in blocks: the first on the stack, then heap blocks of at
+// least kBlockBytes. finish() appends them to the caller's string, which is then allocated once at
+// its final size; no block is copied while the output grows.
 class Sink {
 public:
-    explicit Sink(std::string& out) : out_(out), buffer_(threadBuffer()), pos_(0) {
-        if (buffer_.empty())
-            buffer_.resize(kInitialBytes);
-    }
-    ~Sink() {
-        out_.append(buffer_.data(), pos_);
-        if (buffer_.size() > kRetainedBytes)
-            std::string().swap(buffer_);
-    }
+    explicit Sink(std::string& out) : out_(out) {}
     Sink(Sink const&) = delete;
     Sink& operator=(Sink const&) = delete;
 
     // Room for n more bytes; returns where they go. Commit with advance().
     char* reserve(std::size_t n) {
-        if (buffer_.size() - pos_ < n)
-            buffer_.resize(std::max(buffer_.size() * 2, pos_ + n));
-        return &buffer_[pos_];
+        if (capacity_ - pos_ < n)
+            startBlock(n);
+        return block_ + pos_;
     }
     void advance(std::size_t n) { pos_ += n; }
 
@@ -81,18 +74,45 @@ public:
     }
     void write(std::string const& text) { write(text.data(), text.size()); }
 
-private:
-    static constexpr std::size_t kInitialBytes = 4096;
-    static constexpr std::size_t kRetainedBytes = 4u << 20;
+    // Appends everything written so far to the caller's string.
+    void finish() {
+        std::size_t total = pos_;
+        for (Filled const& f : filled_)
+            total += f.size;
+        out_.reserve(out_.size() + total);
+        for (Filled const& f : filled_)
+            out_.append(f.data, f.size);
+        out_.append(block_, pos_);
+        filled_.clear();
+        pos_ = 0;
+    }
 
-    static std::string& threadBuffer() {
-        thread_local std::string buffer;
-        return buffer;
+private:
+    static constexpr std::size_t kFirstBytes = 2048;
+    static constexpr std::size_t kBlockBytes = 64 * 1024;
+
+    struct Filled {
+        char const* data;
+        std::size_t size;
+    };
+
+    void startBlock(std::size_t n) {
+        std::size_t const size = std::max(kBlockBytes, n);
+        std::unique_ptr<char[]> fresh(new char[size]);
+        filled_.push_back(Filled{block_, pos_});
+        block_ = fresh.get();
+        owned_.push_back(std::move(fresh));
+        capacity_ = size;
+        pos_ = 0;
     }
 
     std::string& out_;
-    std::string& buffer_;
-    std::size_t pos_;
+    char first_[kFirstBytes];
+    char* block_ = first_;
+    std::size_t capacity_ = kFirstBytes;
+    std::size_t pos_ = 0;
+    std::vector<Filled> filled_;
+    std::vector<std::unique_ptr<char[]>> owned_;
 };
 
 void writeString(Sink& sink, char const* p, char const* end) {
@@ -203,7 +223,15 @@ public:
         stack_.reserve(32);
     }
 
+    // Writes the value; what was written reaches the caller's string also when a member fails.
     bool run(Value const& root, int level) {
+        bool const ok = walk(root, level);
+        sink_.finish();
+        return ok;
+    }
+
+private:
+    bool walk(Value const& root, int level) {
         if (!writeValue(root, level))
             return false;
         while (!stack_.empty()) {
@@ -244,7 +272,6 @@ public:
         return true;
     }
 
-private:
     struct Frame {
         Value::Object::const_iterator member;
         Value::Object::const_iterator memberEnd;
@@ -341,6 +368,7 @@ void Serializer::indent(std::string& out, Attributes const& attributes, int cons
 void Serializer::serialize_string(std::string& out, std::string const& s) {
     Sink sink(out);
     writeString(sink, s.data(), s.data() + s.size());
+    sink.finish();
 }
 
 bool Serializer::serialize(std::string& out, Value const& value, Attributes const& attributes,
