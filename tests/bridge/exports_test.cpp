@@ -1,8 +1,8 @@
 // libtolma.so.2 loaded like a host loads it: its symbol table, and every resource answering.
+#include "elf_dynamic.h"
 #include "host_record.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <dlfcn.h>
 #include <set>
 #include <string>
@@ -59,22 +59,6 @@ std::set<std::string> const kExports = {
     "TolmaDisablePowerManagementSettings",
     "TolmaRestorePowerManagementSettings",
 };
-
-std::vector<std::string> commandLines(std::string const& command) {
-    std::vector<std::string> lines;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        return lines;
-    char buffer[4096];
-    while (fgets(buffer, sizeof buffer, pipe)) {
-        std::string line = buffer;
-        while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
-            line.pop_back();
-        lines.push_back(line);
-    }
-    pclose(pipe);
-    return lines;
-}
 
 // The plug-in opened once for the whole suite, as a host opens it.
 class PluginTest : public ::testing::Test {
@@ -167,18 +151,15 @@ TEST_F(PluginTest, PowerSettingsRecordRoundTrips) {
 }
 
 TEST(PluginSymbols, ExportsExactlyTheHostFacingFunctions) {
-    std::vector<std::string> lines =
-        commandLines(std::string("nm -D --defined-only ") + TOLMA_PLUGIN_PATH);
-    std::set<std::string> names;
-    for (std::string const& line : lines) {
-        std::string::size_type space = line.rfind(' ');
-        names.insert(space == std::string::npos ? line : line.substr(space + 1));
-    }
-    EXPECT_EQ(names, kExports);
+    test::ElfDynamic const elf = test::readElfDynamic(TOLMA_PLUGIN_PATH);
+    ASSERT_TRUE(elf.ok) << elf.error;
+    EXPECT_EQ(elf.defined, kExports);
+    EXPECT_EQ(elf.soname, "libtolma.so.2");
 }
 
-TEST(PluginSymbols, SonameAndNeededLibraries) {
-    std::vector<std::string> lines = commandLines(std::string("readelf -d ") + TOLMA_PLUGIN_PATH);
+TEST(PluginSymbols, NeedsOnlyTheHostLibrariesAndTheRuntime) {
+    test::ElfDynamic const elf = test::readElfDynamic(TOLMA_PLUGIN_PATH);
+    ASSERT_TRUE(elf.ok) << elf.error;
     std::set<std::string> const allowed = {
         "libpagebridge.so.2",   "libhostplug_x64.so.1",
         "libscrinfo2_x64.so.2", "libormic_x64.so.1",
@@ -187,26 +168,13 @@ TEST(PluginSymbols, SonameAndNeededLibraries) {
         "libgcc_s.so.1",        "libc.so.6",
         "ld-linux-x86-64.so.2",
     };
-    std::string soname;
-    int needed = 0;
-    for (std::string const& line : lines) {
-        std::string::size_type open = line.find('[');
-        std::string::size_type close = line.find(']');
-        if (open == std::string::npos || close == std::string::npos)
-            continue;
-        std::string const value = line.substr(open + 1, close - open - 1);
-        if (line.find("(SONAME)") != std::string::npos)
-            soname = value;
-        if (line.find("(NEEDED)") != std::string::npos) {
-            ++needed;
-            bool const sanitizerRuntime = value.rfind("libasan", 0) == 0 ||
-                                          value.rfind("libubsan", 0) == 0 ||
-                                          value.rfind("libtsan", 0) == 0;
-            EXPECT_TRUE(allowed.count(value) || sanitizerRuntime) << value;
-        }
+    EXPECT_FALSE(elf.needed.empty());
+    for (std::string const& library : elf.needed) {
+        bool const sanitizerRuntime = library.rfind("libasan", 0) == 0 ||
+                                      library.rfind("libubsan", 0) == 0 ||
+                                      library.rfind("libtsan", 0) == 0;
+        EXPECT_TRUE(allowed.count(library) || sanitizerRuntime) << library;
     }
-    EXPECT_EQ(soname, "libtolma.so.2");
-    EXPECT_GT(needed, 0);
 }
 
 } // namespace

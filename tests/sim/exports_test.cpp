@@ -12,8 +12,8 @@
 
 namespace {
 
-using sim::test::ElfDynamic;
-using sim::test::readElfDynamic;
+using test::ElfDynamic;
+using test::readElfDynamic;
 
 std::string inLibraryDirectory(char const* file) {
     return sim::libraryDirectory() + "/" + file;

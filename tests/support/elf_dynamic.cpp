@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace sim::test {
+namespace test {
 namespace {
 
 class Image {
@@ -94,6 +94,8 @@ ElfDynamic readElfDynamic(std::string const& path) {
                     break;
                 if (entry.d_tag == DT_SONAME)
                     result.soname = image.text(strings->sh_offset + entry.d_un.d_val);
+                else if (entry.d_tag == DT_NEEDED)
+                    result.needed.push_back(image.text(strings->sh_offset + entry.d_un.d_val));
             }
         }
     }
@@ -105,4 +107,4 @@ ElfDynamic readElfDynamic(std::string const& path) {
     return result;
 }
 
-} // namespace sim::test
+} // namespace test
