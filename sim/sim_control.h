@@ -109,6 +109,73 @@ size_t SimOstranaGetLoggerCallCount(void);
    is reported on stderr. */
 size_t SimOstranaViolationCount(void);
 
+/* ==== The simulated world (libtolmasim_world.so) ===============================================
+   One world per process, shared by every stand-in that links the world library: screens, the
+   maker's monitors, sensors, serial sensors and lighting devices, and system facts. Its JSON form
+   is documented in sim/WORLD.md. Stand-ins read the world at their own refresh calls
+   (MiFindScreens, VqCtrlFind, VqUpdateEx, snapshot creation, ...), so a change shows through a
+   library only after its next refresh call. All functions are thread-safe; none may be called
+   from inside a native-event callback or an observer of the world.
+
+   Results of type const char*: NULL on success, otherwise a one-line English message (for a bad
+   world it starts with the JSON path of the bad member, e.g. "$.screens[1].rotation: must be 0,
+   90, 180 or 270"); the world is then unchanged. The message stays valid until the next SimWorld
+   call on the same thread.
+
+   Collections and the ids that name their items: "screens" (member "id"), "monitors" ("serial"),
+   "sensors" ("deviceId", decimal), "serialSensors" ("deviceId", decimal), "lightingDevices"
+   ("serial").
+
+   A change of the screen configuration (anything but a screen's "profile" and "gamma") delivers,
+   after the change is in place and on the calling thread, one RandR RRScreenChangeNotify event
+   (32 bytes, response type = "randrEventBase") through SimPageBridgeDeliverNativeEvent under the
+   name "_native_xcb_generic_event_t"; none when the event base is 0. */
+
+/* Replaces the world by a JSON document, by the document in a file. */
+const char* SimWorldLoad(const char* json);
+const char* SimWorldLoadFile(const char* path);
+
+/* The default world again, and no failing calls. */
+void SimWorldReset(void);
+
+/* The current world as a JSON document (pretty nonzero: indented); valid until the next SimWorld
+   call on the same thread. */
+const char* SimWorldText(int32_t pretty);
+
+/* Applies a JSON merge patch (objects merge member by member, null removes a member so that its
+   default applies, anything else replaces) to the current world's document. */
+const char* SimWorldPatch(const char* json);
+
+/* Replaces the screens by a JSON array of screens. */
+const char* SimWorldSetScreens(const char* json);
+
+/* Appends an item (JSON object) to a collection, removes the item with that id, or applies a
+   JSON merge patch to it. */
+const char* SimWorldAdd(const char* collection, const char* json);
+const char* SimWorldRemove(const char* collection, const char* id);
+const char* SimWorldModify(const char* collection, const char* id, const char* json);
+
+/* Plugs (attached nonzero) or unplugs a monitor (with its built-in sensor), sensor, serial sensor
+   or lighting device: sets its "attached" member. */
+const char* SimWorldSetAttached(const char* collection, const char* id, int32_t attached);
+
+/* Counts every change of the world; starts at 1. */
+uint64_t SimWorldGeneration(void);
+
+/* Makes the next count calls of the named library function (e.g. "MiGetScreenProfile") fail the
+   way its library reports failure: a negative status, 0 for a boolean byte, NULL for a handle or
+   snapshot, "" for a string. SIM_WORLD_FAIL_ALWAYS: every call until cleared; 0: clears it. */
+#define SIM_WORLD_FAIL_ALWAYS (-1)
+void SimWorldFailCalls(const char* function, int32_t count);
+void SimWorldClearFailures(void);
+/* Failures left for that function; SIM_WORLD_FAIL_ALWAYS; 0 = none. */
+int32_t SimWorldPendingFailures(const char* function);
+
+/* Delivers one RandR event with response type randrEventBase + offset (0: RRScreenChangeNotify,
+   1: RRNotify) now, without changing the world. Returns the number of callbacks reached; 0 when
+   the event base is 0. */
+size_t SimWorldDeliverScreenEvent(uint8_t offset);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
