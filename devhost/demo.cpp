@@ -1,0 +1,53 @@
+// The demo: a tour of the default world as a list of steps, each narration and a session command.
+#include "devhost/demo.h"
+
+#include "devhost/host_error.h"
+#include "devhost/interpreter.h"
+#include "devhost/printer.h"
+
+#include <string>
+
+namespace tolmahost {
+
+std::vector<DemoStep> const& demoSteps() {
+    // Each resource's handler adds its steps here when it lands.
+    static std::vector<DemoStep> const steps = {
+        {"What libtolma.so.2 exports: one function per resource, and five more", "resources"},
+        {"A request is four JSON texts; every answer settles one promise and writes one log line",
+         "call SystemInformation"},
+        {"Resources without a handler yet answer 405 MethodError, as the page sees it",
+         "call Screens --pretty"},
+        {"", "put DeviceNotification"},
+        {"", "call SystemLoginItem --method put --params {\"name\":\"Tolma\"}"},
+        {"The extra functions a host calls directly", "idle reset"},
+        {"", "power disable"},
+        {"", "power restore"},
+        {"Events are printed as the plug-in pushes them; none come yet", "wait 0.5"},
+        {"", "events"},
+    };
+    return steps;
+}
+
+void runDemo(Session& session) {
+    Printer& printer = Printer::instance();
+    Interpreter interpreter(session);
+    std::vector<DemoStep> const& steps = demoSteps();
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        DemoStep const& step = steps[i];
+        if (step.narration[0] != '\0')
+            printer.print(std::string("== ") + step.narration);
+        if (step.command[0] == '\0')
+            continue;
+        printer.print(std::string("> ") + step.command);
+        try {
+            interpreter.runLine(step.command);
+        } catch (HostError const& error) {
+            throw HostError("demo step " + std::to_string(i + 1) + " (" + step.command +
+                                ") failed: " + error.what(),
+                            error.exitStatus());
+        }
+    }
+    printer.print("== Done: TearDown follows, then the plug-in is unloaded");
+}
+
+} // namespace tolmahost

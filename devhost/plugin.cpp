@@ -1,0 +1,110 @@
+// libtolma.so.2 opened with dlopen as a real host opens it, and the exports directory it is given.
+#include "devhost/plugin.h"
+
+#include "bridge/tolma.h"
+#include "devhost/host_error.h"
+#include "sim/sim_control.h"
+
+#include <algorithm>
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+namespace tolmahost {
+
+std::vector<std::string> const& knownResources() {
+    static std::vector<std::string> const names = {
+        "DeviceNotification",
+        "Screens",
+        "ScreenAtIndex",
+        "ScreensForMonitor",
+        "ScreensForPoint",
+        "PowerManagementSettings",
+        "SystemInformation",
+        "SystemProcesses",
+        "SystemUSBDevices",
+        "SystemApplications",
+        "SystemApplicationWindows",
+        "SystemKEXT",
+        "SystemPrinters",
+        "SystemLoginState",
+        "SystemLockState",
+        "SystemScreenSaver",
+        "SystemPreferredLanguage",
+        "SystemLoginItem",
+        "SystemEventLogBackup",
+    };
+    return names;
+}
+
+bool isKnownResource(std::string const& name) {
+    std::vector<std::string> const& names = knownResources();
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::vector<std::string> const& knownExtraFunctions() {
+    static std::vector<std::string> const names = {
+        "Setup",
+        "TearDown",
+        "TolmaResetSystemIdleTimer",
+        "TolmaDisablePowerManagementSettings",
+        "TolmaRestorePowerManagementSettings",
+    };
+    return names;
+}
+
+void useExportsDirectory(std::string const& directory) {
+    struct stat info {};
+    if (directory.empty() || stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+        throw HostError("exports directory '" + directory + "' is not a directory");
+    SimHostSetExportsPath(directory.c_str());
+}
+
+Plugin::Plugin(std::string path) : path_(std::move(path)) {
+    // RTLD_LOCAL: the plug-in's names stay out of the global scope, as in a host that loads
+    // several plug-ins.
+    handle_ = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle_ == nullptr) {
+        char const* reason = dlerror();
+        throw HostError("cannot load the plug-in: " +
+                        std::string(reason != nullptr ? reason : path_.c_str()));
+    }
+    setup_ = reinterpret_cast<decltype(&Setup)>(symbol("Setup"));
+    tearDown_ = reinterpret_cast<decltype(&TearDown)>(symbol("TearDown"));
+    if (setup_ == nullptr || tearDown_ == nullptr) {
+        dlclose(handle_);
+        handle_ = nullptr;
+        throw HostError(path_ + " does not export Setup and TearDown");
+    }
+}
+
+Plugin::~Plugin() {
+    tearDown();
+    if (handle_ != nullptr)
+        dlclose(handle_);
+}
+
+void Plugin::setup() {
+    if (setUp_)
+        return;
+    setup_();
+    setUp_ = true;
+}
+
+void Plugin::tearDown() {
+    if (!setUp_)
+        return;
+    setUp_ = false;
+    tearDown_();
+}
+
+ResourceFunction Plugin::resource(std::string const& name) const {
+    if (!isKnownResource(name))
+        return nullptr;
+    return reinterpret_cast<ResourceFunction>(symbol(name));
+}
+
+void* Plugin::symbol(std::string const& name) const {
+    return handle_ != nullptr ? dlsym(handle_, name.c_str()) : nullptr;
+}
+
+} // namespace tolmahost

@@ -1,0 +1,102 @@
+// One run of the host: the exports directory, the event listener, the plug-in set up and torn down.
+#include "devhost/session.h"
+
+#include "devhost/events.h"
+#include "devhost/host_error.h"
+#include "devhost/printer.h"
+#include "devhost/world_control.h"
+
+#include <cstdio>
+
+namespace tolmahost {
+
+Session::Listening::Listening(LoggingLibrary const& log, bool showLog) {
+    Printer::instance().setLogSource(&log, showLog);
+    EventBoard::instance().listen();
+}
+
+Session::Listening::~Listening() {
+    EventBoard::instance().stopListening();
+    Printer::instance().setLogSource(nullptr, false);
+}
+
+Session::Session(HostOptions options, bool narrating)
+    : options_(std::move(options)), narrate_(narrating) {
+    useExportsDirectory(options_.exportsDirectory);
+    narrate("exports directory " + options_.exportsDirectory);
+    if (!options_.worldFile.empty()) {
+        loadWorldFile(options_.worldFile);
+        narrate("world " + options_.worldFile);
+    }
+    log_ = std::make_unique<LoggingLibrary>(options_.exportsDirectory);
+    if (!log_->available() && options_.showLog)
+        std::fprintf(stderr, "tolmahost: no logging library at %s; no log lines are shown\n",
+                     log_->path().c_str());
+    listening_ = std::make_unique<Listening>(*log_, options_.showLog);
+    plugin_ = std::make_unique<Plugin>(options_.pluginPath);
+    narrate("loaded " + plugin_->path());
+    plugin_->setup();
+    narrate("Setup()");
+    Printer::instance().flushLog();
+}
+
+Session::~Session() {
+    try {
+        if (powerSaved_) {
+            restorePowerSettings();
+            narrate("restored the power settings saved by 'power disable'");
+        }
+        plugin_->tearDown();
+        narrate("TearDown()");
+        Printer::instance().flushLog();
+        plugin_.reset();
+        narrate("unloaded " + options_.pluginPath);
+    } catch (...) {
+        // Ending must not throw; the plug-in is unloaded by its own destructor all the same.
+    }
+}
+
+void Session::narrate(std::string const& text) const {
+    if (narrate_)
+        Printer::instance().print("host: " + text);
+}
+
+void Session::resetIdleTimer() {
+    auto const reset = reinterpret_cast<decltype(&TolmaResetSystemIdleTimer)>(
+        plugin_->symbol("TolmaResetSystemIdleTimer"));
+    if (reset == nullptr)
+        throw HostError(plugin_->path() + " does not export TolmaResetSystemIdleTimer");
+    reset();
+    narrate("TolmaResetSystemIdleTimer()");
+    Printer::instance().flushLog();
+}
+
+void Session::disablePowerSettings() {
+    auto const disable = reinterpret_cast<decltype(&TolmaDisablePowerManagementSettings)>(
+        plugin_->symbol("TolmaDisablePowerManagementSettings"));
+    if (disable == nullptr)
+        throw HostError(plugin_->path() + " does not export TolmaDisablePowerManagementSettings");
+    if (powerSaved_)
+        restorePowerSettings();
+    powerBackup_ = disable();
+    powerSaved_ = true;
+    narrate(std::string("TolmaDisablePowerManagementSettings() saved ") +
+            (powerBackup_ != nullptr ? "a record" : "nothing (NULL)"));
+    Printer::instance().flushLog();
+}
+
+void Session::restorePowerSettings() {
+    auto const restore = reinterpret_cast<decltype(&TolmaRestorePowerManagementSettings)>(
+        plugin_->symbol("TolmaRestorePowerManagementSettings"));
+    if (restore == nullptr)
+        throw HostError(plugin_->path() + " does not export TolmaRestorePowerManagementSettings");
+    if (!powerSaved_)
+        throw HostError("nothing to restore: run 'power disable' first");
+    restore(powerBackup_);
+    powerBackup_ = nullptr;
+    powerSaved_ = false;
+    narrate("TolmaRestorePowerManagementSettings()");
+    Printer::instance().flushLog();
+}
+
+} // namespace tolmahost

@@ -1,0 +1,55 @@
+// One run of the host: the exports directory, the event listener, the plug-in set up and torn down.
+#pragma once
+
+#include "bridge/tolma.h"
+#include "devhost/command_line.h"
+#include "devhost/logging_library.h"
+#include "devhost/plugin.h"
+
+#include <memory>
+#include <string>
+
+namespace tolmahost {
+
+// Starting: the exports directory, the world file if one was given, the logging library, the
+// event listener, dlopen and Setup. Ending (destructor): the saved power settings restored,
+// TearDown, dlclose, the listener removed. With `narrate` each step is printed as "host: ...".
+class Session {
+public:
+    Session(HostOptions options, bool narrating);
+    ~Session();
+    Session(Session const&) = delete;
+    Session& operator=(Session const&) = delete;
+
+    Plugin& plugin() { return *plugin_; }
+    HostOptions const& options() const { return options_; }
+
+    // Prints "host: TEXT" when narrating.
+    void narrate(std::string const& text) const;
+
+    // The three extra functions of the plug-in. Throw a HostError when one is not exported or,
+    // for restorePowerSettings, when nothing was saved.
+    void resetIdleTimer();
+    void disablePowerSettings();
+    void restorePowerSettings();
+
+private:
+    // Events are printed while it lives; its end also stops reading the logging library.
+    class Listening {
+    public:
+        explicit Listening(LoggingLibrary const& log, bool showLog);
+        ~Listening();
+        Listening(Listening const&) = delete;
+        Listening& operator=(Listening const&) = delete;
+    };
+
+    HostOptions options_;
+    bool narrate_;
+    std::unique_ptr<LoggingLibrary> log_;
+    std::unique_ptr<Listening> listening_;
+    std::unique_ptr<Plugin> plugin_;
+    TolmaPowerManagementBackup* powerBackup_ = nullptr;
+    bool powerSaved_ = false;
+};
+
+} // namespace tolmahost

@@ -1,0 +1,22 @@
+// The host's world commands (load, plug, unplug, screens, failing calls) and the world's controls.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tolmahost {
+
+// Whether this build has the simulated world to drive.
+bool worldAvailable();
+
+// True for the first word of a world command: world, plug, unplug, screens, fail.
+bool isWorldCommand(std::string const& word);
+
+// Replaces the world with the file's. Throws a HostError with the one-line reason.
+void loadWorldFile(std::string const& path);
+
+// Runs one world command, `words` starting with its command word. A malformed command is a usage
+// HostError; one the world refuses, or any in a build without the world, a HostError.
+void runWorldCommand(std::vector<std::string> const& words);
+
+} // namespace tolmahost
