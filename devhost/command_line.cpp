@@ -106,6 +106,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CommandLine line;
     line.host.pluginPath = environmentOr(kPluginVariable, TOLMAHOST_DEFAULT_PLUGIN);
     line.host.exportsDirectory = environmentOr(kExportsVariable, TOLMAHOST_DEFAULT_EXPORTS);
+    line.host.libusbDirectory = TOLMAHOST_DEFAULT_LIBUSB;
 
     std::vector<std::string> const words(argv + (argc > 0 ? 1 : 0), argv + (argc > 0 ? argc : 0));
     OptionReader reader(words, 0, "");
@@ -121,6 +122,11 @@ CommandLine parseCommandLine(int argc, char** argv) {
             line.host.pluginPath = reader.takeValue(name);
         } else if (name == "--exports") {
             line.host.exportsDirectory = reader.takeValue(name);
+        } else if (name == "--absent") {
+            line.host.absentLibraries.push_back(reader.takeValue(name));
+        } else if (name == "--libusb") {
+            std::string const directory = reader.takeValue(name);
+            line.host.libusbDirectory = directory == "system" ? "" : directory;
         } else if (name == "--world") {
             line.host.worldFile = reader.takeValue(name);
         } else if (name == "--no-log") {
@@ -240,6 +246,7 @@ Session commands (shell, script):
                                     TolmaRestorePowerManagementSettings with what it saved
   world load FILE                   replace the simulated world by a world file (JSON)
   world default                     the built-in default world again, with no failing calls
+  world list                        one line per screen and device of the world
   world show                        the current world as JSON
   world patch JSON                  merge JSON into the world (null removes a member)
   plug monitor|sensor|serial-sensor|lighting ID
@@ -260,6 +267,11 @@ Host options (before the command):
   --plugin PATH       libtolma.so.2 to load; else $TOLMAHOST_PLUGIN, else the build's
   --exports DIR       the exports directory (run-time libraries, the logging library); else
                       $TOLMA_SIM_EXPORTS_DIR, else the build's stand-in folder
+  --absent LIBRARY    leave a run-time library out of the exports directory (a composed copy),
+                      e.g. --absent pelto; may be repeated
+  --libusb DIR|system the folder put first on LD_LIBRARY_PATH (the host restarts itself with it)
+                      so that the plug-in finds that libusb; default: the simulator's fake
+                      libusb; system: the library path is left alone
   --world FILE        load this world file before Setup
   --no-log            do not print log lines
   --no-timestamps     no "[seconds]" prefix on session output

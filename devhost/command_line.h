@@ -8,11 +8,13 @@ namespace tolmahost {
 
 // How the host runs, from its options and the environment.
 struct HostOptions {
-    std::string pluginPath;       // the libtolma.so.2 file to dlopen
-    std::string exportsDirectory; // what Plg_GetRegistryExportsPath answers
-    std::string worldFile;        // a world to load before Setup; empty: the default world
-    bool showLog = true;          // print the log lines the plug-in writes
-    bool timestamps = true;       // prefix session output with the seconds since start
+    std::string pluginPath;                   // the libtolma.so.2 file to dlopen
+    std::string exportsDirectory;             // what Plg_GetRegistryExportsPath answers
+    std::vector<std::string> absentLibraries; // left out of the exports directory
+    std::string libusbDirectory;              // put first on the library path; empty: left alone
+    std::string worldFile;  // a world to load before Setup; empty: the default world
+    bool showLog = true;    // print the log lines the plug-in writes
+    bool timestamps = true; // prefix session output with the seconds since start
 };
 
 struct CommandLine {

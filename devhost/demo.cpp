@@ -13,6 +13,7 @@ std::vector<DemoStep> const& demoSteps() {
     // Each resource's handler adds its steps here when it lands.
     static std::vector<DemoStep> const steps = {
         {"What libtolma.so.2 exports: one function per resource, and five more", "resources"},
+        {"The simulated world the stand-in libraries answer from", "world list"},
         {"A request is four JSON texts; every answer settles one promise and writes one log line",
          "call SystemInformation"},
         {"Resources without a handler yet answer 405 MethodError, as the page sees it",
@@ -22,7 +23,9 @@ std::vector<DemoStep> const& demoSteps() {
         {"The extra functions a host calls directly", "idle reset"},
         {"", "power disable"},
         {"", "power restore"},
-        {"Events are printed as the plug-in pushes them; none come yet", "wait 0.5"},
+        {"Unplugging the maker's monitor and plugging it in again", "unplug monitor 23A04117"},
+        {"", "plug monitor 23A04117"},
+        {"Events are printed as the plug-in pushes them", "wait 0.5"},
         {"", "events"},
     };
     return steps;

@@ -3,6 +3,7 @@
 #include "devhost/demo.h"
 #include "devhost/host_error.h"
 #include "devhost/interpreter.h"
+#include "devhost/library_path.h"
 #include "devhost/printer.h"
 #include "devhost/request.h"
 #include "devhost/session.h"
@@ -31,6 +32,7 @@ int run(int argc, char** argv) {
     }
     if (line.command.empty())
         throw UsageError("no command given (see --help)");
+    putFirstOnLibraryPath(line.host.libusbDirectory, argv);
 
     Printer& printer = Printer::instance();
     if (line.command == "call") {

@@ -1,13 +1,11 @@
-// libtolma.so.2 opened with dlopen as a real host opens it, and the exports directory it is given.
+// libtolma.so.2 opened with dlopen as a real host opens it, and the functions a host knows.
 #include "devhost/plugin.h"
 
 #include "bridge/tolma.h"
 #include "devhost/host_error.h"
-#include "sim/sim_control.h"
 
 #include <algorithm>
 #include <dlfcn.h>
-#include <sys/stat.h>
 
 namespace tolmahost {
 
@@ -50,13 +48,6 @@ std::vector<std::string> const& knownExtraFunctions() {
         "TolmaRestorePowerManagementSettings",
     };
     return names;
-}
-
-void useExportsDirectory(std::string const& directory) {
-    struct stat info {};
-    if (directory.empty() || stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
-        throw HostError("exports directory '" + directory + "' is not a directory");
-    SimHostSetExportsPath(directory.c_str());
 }
 
 Plugin::Plugin(std::string path) : path_(std::move(path)) {

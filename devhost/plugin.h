@@ -1,4 +1,4 @@
-// libtolma.so.2 opened with dlopen as a real host opens it, and the exports directory it is given.
+// libtolma.so.2 opened with dlopen as a real host opens it, and the functions a host knows.
 #pragma once
 
 #include <string>
@@ -14,10 +14,6 @@ bool isKnownResource(std::string const& name);
 
 // The other functions a host calls.
 std::vector<std::string> const& knownExtraFunctions();
-
-// Makes `directory` what the host's plug-in support library answers for the exports directory.
-// Throws a HostError when it is not a directory.
-void useExportsDirectory(std::string const& directory);
 
 // The loaded plug-in. Loading resolves Setup and TearDown; the destructor calls TearDown when
 // Setup ran and TearDown did not, then unloads the file.

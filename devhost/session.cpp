@@ -22,13 +22,14 @@ Session::Listening::~Listening() {
 
 Session::Session(HostOptions options, bool narrating)
     : options_(std::move(options)), narrate_(narrating) {
-    useExportsDirectory(options_.exportsDirectory);
-    narrate("exports directory " + options_.exportsDirectory);
+    exports_ =
+        std::make_unique<ExportsDirectory>(options_.exportsDirectory, options_.absentLibraries);
+    narrate("exports directory " + exports_->path());
     if (!options_.worldFile.empty()) {
         loadWorldFile(options_.worldFile);
         narrate("world " + options_.worldFile);
     }
-    log_ = std::make_unique<LoggingLibrary>(options_.exportsDirectory);
+    log_ = std::make_unique<LoggingLibrary>(exports_->path());
     if (!log_->available() && options_.showLog)
         std::fprintf(stderr, "tolmahost: no logging library at %s; no log lines are shown\n",
                      log_->path().c_str());

@@ -3,6 +3,7 @@
 
 #include "bridge/tolma.h"
 #include "devhost/command_line.h"
+#include "devhost/exports_directory.h"
 #include "devhost/logging_library.h"
 #include "devhost/plugin.h"
 
@@ -11,9 +12,10 @@
 
 namespace tolmahost {
 
-// Starting: the exports directory, the world file if one was given, the logging library, the
-// event listener, dlopen and Setup. Ending (destructor): the saved power settings restored,
-// TearDown, dlclose, the listener removed. With `narrate` each step is printed as "host: ...".
+// Starting: the exports directory (without the absent libraries), the world file if one was
+// given, the logging library, the event listener, dlopen and Setup. Ending (destructor): the saved
+// power settings restored, TearDown, dlclose, the listener removed. With `narrate` each step is
+// printed as "host: ...".
 class Session {
 public:
     Session(HostOptions options, bool narrating);
@@ -45,6 +47,7 @@ private:
 
     HostOptions options_;
     bool narrate_;
+    std::unique_ptr<ExportsDirectory> exports_;
     std::unique_ptr<LoggingLibrary> log_;
     std::unique_ptr<Listening> listening_;
     std::unique_ptr<Plugin> plugin_;

@@ -6,9 +6,6 @@
 
 namespace tolmahost {
 
-// Whether this build has the simulated world to drive.
-bool worldAvailable();
-
 // True for the first word of a world command: world, plug, unplug, screens, fail.
 bool isWorldCommand(std::string const& word);
 

@@ -54,10 +54,13 @@ TEST(Demo, TourLoadsCallsAndUnloadsWithinSeconds) {
                                          "host: Setup()",
                                          "> resources",
                                          "the plug-in exports 19 of 19 resources:",
+                                         "> world list",
                                          "> call SystemInformation",
                                          "status 405",
                                          kGet405,
                                          kGetLog,
+                                         "> unplug monitor 23A04117",
+                                         "world: monitor 23A04117 unplugged",
                                          "host: TearDown()",
                                          std::string("host: unloaded ") + TOLMAHOST_PLUGIN_FILE,
                                      }));
@@ -117,16 +120,6 @@ TEST(ScriptMode, WaitingForAnEventThatDoesNotComeTimesOut) {
     auto const run = runHost(input);
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_EQ(run.err, "tolmahost: <stdin>:1: no 'monitorChanged' event within 0.3 s\n");
-}
-
-TEST(ScriptMode, WorldCommandsSayTheyAreNotInThisBuild) {
-    HostInput input;
-    input.arguments = {"script", "-"};
-    input.stdinText = "plug monitor 12345678\n";
-    auto const run = runHost(input);
-    EXPECT_EQ(run.exitStatus, 1);
-    EXPECT_EQ(run.err, "tolmahost: <stdin>:1: plug: not available in this build (it has no "
-                       "simulated world)\n");
 }
 
 TEST(Shell, ReportsErrorsAndCarriesOn) {
