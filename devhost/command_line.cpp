@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace tolmahost {
 
@@ -88,9 +88,12 @@ std::string jsonArgument(std::string const& what, std::string const& text) {
     std::string json = text;
     if (!text.empty() && text[0] == '@') {
         std::ifstream file(text.substr(1), std::ios::binary);
+        std::ostringstream content;
         if (!file)
             throw HostError(what + ": cannot read " + text.substr(1));
-        json.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+        if (file.peek() != std::ifstream::traits_type::eof())
+            content << file.rdbuf();
+        json = content.str();
     }
     pocketjson::Value value;
     pocketjson::Parser parser;
