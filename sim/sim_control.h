@@ -109,6 +109,31 @@ size_t SimOstranaGetLoggerCallCount(void);
    is reported on stderr. */
 size_t SimOstranaViolationCount(void);
 
+/* ---- libscrinfo2_x64.so.2 ----------------------------------------------------------------------
+   Lists the world's screens as they are at MiFindScreens (sim/WORLD.md). Screen and EDID handles
+   are tokens that are never reused: a handle from an earlier list is answered with the "unknown"
+   values and counted here (and reported on stderr). Thread-safe. */
+
+/* Calls that passed a handle of an earlier list (or any other non-NULL value not in the list). */
+size_t SimScrinfoStaleHandleCount(void);
+/* Calls of MiFindScreens. */
+size_t SimScrinfoFindScreensCount(void);
+/* Both counts back to 0. */
+void SimScrinfoResetCounts(void);
+
+/* ---- libormic_x64.so.1 -------------------------------------------------------------------------
+   Answers the world's system facts as they are at each call; a snapshot holds the world as it was
+   at its creation. Graphics-adapter handles are [P] per adapter id and answer the adapter as the
+   world has it now ("" and 0 once it is gone). Thread-safe. */
+
+/* Snapshots created and not yet released. */
+size_t SimOrmicOpenSnapshotCount(void);
+/* Calls with a snapshot or entry that is not live (released, of another library, garbage) and
+   second releases; each is also reported on stderr. */
+size_t SimOrmicViolationCount(void);
+/* Forgets the violations (open snapshots stay open). */
+void SimOrmicResetCounts(void);
+
 /* ==== The simulated world (libtolmasim_world.so) ===============================================
    One world per process, shared by every stand-in that links the world library: screens, the
    maker's monitors, sensors, serial sensors and lighting devices, and system facts. Its JSON form

@@ -5,9 +5,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <ostream>
 #include <string>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace sim {
@@ -87,6 +91,60 @@ public:
     ExportsPathScope(ExportsPathScope const&) = delete;
     ExportsPathScope& operator=(ExportsPathScope const&) = delete;
 };
+
+#ifdef TOLMA_SIM_LIBRARY_DIR
+// A temporary exports directory: symbolic links to the build's stand-ins, without the files named
+// absent (a library that is not installed) and with some files taken from elsewhere (a variant
+// built by tolma_sim_variant, under the stand-in's file name). Removed with the object.
+class ExportsDirectory {
+public:
+    explicit ExportsDirectory(
+        std::vector<std::string> const& absent = {},
+        std::vector<std::pair<std::string, std::string>> const& replaced = {}) {
+        std::string pattern = "/tmp/tolma-exports-XXXXXX";
+        if (mkdtemp(&pattern[0]) == nullptr)
+            return;
+        path_ = pattern;
+        std::vector<std::pair<std::string, std::string>> links;
+        if (DIR* dir = opendir(TOLMA_SIM_LIBRARY_DIR)) {
+            while (dirent* entry = readdir(dir)) {
+                std::string const name = entry->d_name;
+                if (name.compare(0, 3, "lib") != 0 || name.find(".so") == std::string::npos)
+                    continue;
+                bool skip = false;
+                for (std::string const& a : absent)
+                    skip = skip || a == name;
+                for (auto const& r : replaced)
+                    skip = skip || r.first == name;
+                if (!skip)
+                    links.emplace_back(name, libraryDirectory() + "/" + name);
+            }
+            closedir(dir);
+        }
+        links.insert(links.end(), replaced.begin(), replaced.end());
+        for (auto const& link : links) {
+            std::string const at = path_ + "/" + link.first;
+            if (symlink(link.second.c_str(), at.c_str()) == 0)
+                files_.push_back(at);
+        }
+    }
+    ~ExportsDirectory() {
+        for (std::string const& file : files_)
+            unlink(file.c_str());
+        if (!path_.empty())
+            rmdir(path_.c_str());
+    }
+    ExportsDirectory(ExportsDirectory const&) = delete;
+    ExportsDirectory& operator=(ExportsDirectory const&) = delete;
+
+    // "" when the directory could not be made.
+    std::string const& path() const { return path_; }
+
+private:
+    std::string path_;
+    std::vector<std::string> files_;
+};
+#endif
 
 // The controls of the logging stand-in, reached through dlopen of the same file the plug-in
 // opens, so both see one instance. loaded() is false when the file or a control is missing;

@@ -477,6 +477,22 @@ void World::removeObserver(ObserverId id) {
                      observers_.end());
 }
 
+void World::setScreenHandles(std::vector<ScreenHandle> handles) {
+    std::lock_guard<std::mutex> lock(handleMutex_);
+    screenHandles_ = std::move(handles);
+}
+
+bool World::findScreenHandle(void const* handle, ScreenHandle& out) const {
+    std::lock_guard<std::mutex> lock(handleMutex_);
+    for (ScreenHandle const& h : screenHandles_) {
+        if (h.handle == handle && handle != nullptr) {
+            out = h;
+            return true;
+        }
+    }
+    return false;
+}
+
 void World::failCalls(std::string const& function, std::int32_t count) {
     std::lock_guard<std::mutex> lock(failureMutex_);
     failures_.erase(std::remove_if(failures_.begin(), failures_.end(),

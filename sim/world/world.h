@@ -28,6 +28,7 @@
 //      notifications are serialised in generation order;
 //   2. whatever lock a stand-in takes inside its observer;
 //   3. the state lock: held only to copy or swap the snapshot pointer; nothing is called under it.
+//      The failure and screen-handle locks are leaves of the same kind.
 // So: a stand-in may read the world (snapshot(), generations(), failures) under its own lock at
 // any time; it must not change the world (update, controls) or remove an observer while holding a
 // lock that its observer also takes.
@@ -364,6 +365,13 @@ struct Change {
     std::vector<AttachedUsbDevice> left;    // USB devices detached by the change
 };
 
+// A screen handle handed out by the screen-information stand-in, with its screen as listed.
+struct ScreenHandle {
+    void const* handle = nullptr;
+    std::string screenId;
+    std::string graphicsAdapter; // the screen's adapter id when it was listed; "" = none
+};
+
 using Observer = std::function<void(Change const&)>;
 using ObserverId = std::uint64_t;
 using Snapshot = std::shared_ptr<WorldData const>;
@@ -413,6 +421,12 @@ public:
     // stand-in now. Returns the number of callbacks reached; 0 when the base is 0.
     std::size_t deliverScreenEvent(std::uint8_t offset);
 
+    // The screen-information stand-in's current screen handles (from its last MiFindScreens or
+    // MiReleaseScreens), so that the system-information stand-in can answer OrmGetVGAOfScreen.
+    void setScreenHandles(std::vector<ScreenHandle> handles);
+    // The entry of a current handle; false for any other value (stale handles included).
+    bool findScreenHandle(void const* handle, ScreenHandle& out) const;
+
     // Observers are called after every change, on the changing thread, under the control lock.
     ObserverId addObserver(Observer observer);
     // After it returns, no call of that observer is under way (except one that removes itself).
@@ -438,6 +452,8 @@ private:
     ObserverId nextObserver_ = 1;
     mutable std::mutex failureMutex_;
     std::vector<Failure> failures_;
+    mutable std::mutex handleMutex_;
+    std::vector<ScreenHandle> screenHandles_;
     std::atomic<std::size_t> failureCount_{0}; // entries in failures_: the lock-free fast path
 };
 
