@@ -100,4 +100,15 @@ TEST(DeviceFiles, FakeLibusbAnswersToBothNames) {
     EXPECT_EQ(resolved(sim::deviceLibraryPath("libusb-1.0.so.1")), "");
 }
 
+TEST(DeviceFiles, LibusbVariantLacksOnlyTheFunctionsItWasBuiltWithout) {
+    std::string const directory = LIBUSB_WITHOUT_DESCRIPTOR_DIR;
+    ElfDynamic const elf = readElfDynamic(directory + "/libusb-1.0.so.1");
+    ASSERT_TRUE(elf.ok) << elf.error;
+    EXPECT_EQ(elf.soname, "libusb-1.0.so.1");
+    EXPECT_EQ(resolved(directory + "/libusb-1.0.so.0"), resolved(directory + "/libusb-1.0.so.1"));
+    EXPECT_EQ(elf.defined.count("libusb_get_device_descriptor"), 0U);
+    EXPECT_EQ(elf.defined.count("libusb_handle_events_timeout_completed"), 1U);
+    EXPECT_EQ(elf.defined.count("SimUsbReset"), 1U);
+}
+
 } // namespace
