@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <iterator>
+#include <tuple>
 
 namespace pocketjson {
 
@@ -28,6 +29,8 @@ char const kArrayString[] = "Unexpected string exists while parsing array.";
 char const kObjectComma[] = "Unexpected comma exists while parsing object.";
 char const kObjectString[] = "Unexpected string exists while parsing object.";
 char const kGarbage[] = "Gabage string exists after json string.";
+
+constexpr std::size_t kInitialScratchValues = 256; // 4 KiB of element handles
 
 inline bool isDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
 
@@ -356,50 +359,65 @@ bool Parser::parseNested(Value* target, AbstractParseHandler* handler, Iterator&
                          ParseOption options) {
     frames_.clear();
     values_.clear();
-    keys_.clear();
+    // The scratch stack starts with room for a few hundred elements rather than growing through
+    // every small size. With glibc this first large request also makes malloc merge the small
+    // blocks a previously dropped tree left on its fast lists, so the new tree is carved from
+    // contiguous memory in the order it is built instead of from those blocks in free order.
+    if (target)
+        values_.reserve(kInitialScratchValues);
     bool ok = target ? walk<true>(target, nullptr, it, options)
                      : walk<false>(nullptr, handler, it, options);
     if (!ok && target && !frames_.empty()) {
         // The caller's container keeps the members it had completed, as an element-by-element
-        // build would have left it; inner containers were never attached and are dropped.
-        closeContainer(frames_.front(), frames_.front().count);
+        // build would have left it: an object loses the member whose value was unfinished, an
+        // array receives its finished elements. Inner containers hang off that unfinished member
+        // or the scratch stack only, and are dropped with them.
+        Frame const& root = frames_.front();
+        if (root.isObject && root.memberOpen)
+            static_cast<Value::Container<Value::Object>*>(root.container)->value.erase(root.member);
+        closeContainer(root, root.count);
     }
     frames_.clear();
     values_.clear();
-    keys_.clear();
     return ok;
 }
 
-// Moves the first `count` finished members of a frame from the scratch stacks into its container:
-// a fresh container of exactly that size, or the caller's existing array or object (appended to,
-// with keys already present kept).
+// Finishes a frame's container with its first `count` members. An object already holds them; an
+// array receives its elements from the scratch stack, in a buffer of exactly that size when it was
+// empty (the caller's existing array is appended to).
 void Parser::closeContainer(Frame const& frame, std::uint64_t count) {
-    auto first = values_.begin() + static_cast<std::ptrdiff_t>(frame.valueBase);
-    auto last = first + static_cast<std::ptrdiff_t>(count);
-    Value& dest = frame.target ? *frame.target : values_[frame.slot];
     if (!frame.isObject) {
-        if (frame.target) {
-            Value::Array& elements = dest.arrayRef();
+        auto first = values_.begin() + static_cast<std::ptrdiff_t>(frame.valueBase);
+        auto last = first + static_cast<std::ptrdiff_t>(count);
+        Value::Array& elements =
+            static_cast<Value::Container<Value::Array>*>(frame.container)->value;
+        if (elements.empty()) {
+            elements.assign(std::make_move_iterator(first), std::make_move_iterator(last));
+        } else {
             elements.reserve(elements.size() + count);
             elements.insert(elements.end(), std::make_move_iterator(first),
                             std::make_move_iterator(last));
-        } else {
-            dest.payload_.container = new Value::Container<Value::Array>(
-                Value::Array(std::make_move_iterator(first), std::make_move_iterator(last)));
-            dest.type_ = Type::Array;
         }
-    } else {
-        if (!frame.target) {
-            dest.payload_.container = new Value::Container<Value::Object>();
-            dest.type_ = Type::Object;
-        }
-        Value::Object& members = dest.objectRef();
-        auto key = keys_.begin() + static_cast<std::ptrdiff_t>(frame.keyBase);
-        for (auto v = first; v != last; ++v, ++key)
-            members.try_emplace(members.end(), std::move(*key), std::move(*v));
     }
     values_.resize(frame.valueBase);
-    keys_.resize(frame.keyBase);
+}
+
+// The value that receives the next member of an object: a new map node under key_, so that the
+// node is allocated before anything its value holds. A key the object already has keeps its first
+// value; the repeated one is parsed into a scratch slot and dropped when it is finished. (Array
+// elements wait on the scratch stack until the array closes and its size is known.)
+Value* Parser::openMember(Frame& frame) {
+    Value::Object& members = static_cast<Value::Container<Value::Object>*>(frame.container)->value;
+    std::size_t const before = members.size();
+    auto member = members.emplace_hint(members.end(), std::piecewise_construct,
+                                       std::forward_as_tuple(key_), std::forward_as_tuple());
+    if (members.size() != before) {
+        frame.memberOpen = true;
+        frame.member = member;
+        return &member->second;
+    }
+    values_.emplace_back();
+    return &values_.back();
 }
 
 template <bool kBuild>
@@ -407,20 +425,24 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it,
                   ParseOption options) {
     bool const allowTrailingComma = (options & kParseAllowTrailingComma) != 0;
 
-    // Opens the container whose bracket is under the iterator; its value goes to `root` (the
-    // caller's target) or, for nested ones, to a new slot at the top of values_.
-    auto open = [&](Value* root) -> bool {
+    // Opens the container whose bracket is under the iterator. When building, `slot` receives it:
+    // the caller's target (which keeps an existing container of the same kind) or, for nested
+    // ones, a member slot that is still null.
+    auto open = [&](Value* slot) -> bool {
         bool const isObject = *it.current == '{';
-        Frame frame{isObject, 0, 0, 0, nullptr, 0};
+        Frame frame{isObject, false, 0, 0, nullptr, {}};
         if (kBuild) {
-            if (root) {
-                root->setType(isObject ? Type::Object : Type::Array);
-                frame.target = root;
+            if (frames_.empty()) {
+                slot->setType(isObject ? Type::Object : Type::Array);
+            } else if (isObject) {
+                slot->payload_.container = new Value::Container<Value::Object>();
+                slot->type_ = Type::Object;
             } else {
-                frame.slot = values_.size() - 1;
+                slot->payload_.container = new Value::Container<Value::Array>();
+                slot->type_ = Type::Array;
             }
+            frame.container = slot->payload_.container;
             frame.valueBase = values_.size();
-            frame.keyBase = keys_.size();
         } else if (handler && !(isObject ? handler->onStartObject() : handler->onStartArray())) {
             return fail(kHandlerCancel);
         }
@@ -456,9 +478,17 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it,
                 if (it.current == it.end || *it.current != '"')
                     return fail(kObjectString);
                 if (kBuild) {
-                    keys_.emplace_back();
-                    if (!parse_string(it, keys_.back()))
-                        return false;
+                    // Most keys hold no escape: take them straight from the input.
+                    char const* begin = it.current + 1;
+                    char const* stop = findQuoteOrBackslash(begin, it.end);
+                    if (stop != it.end && *stop == '"') {
+                        key_.assign(begin, static_cast<std::size_t>(stop - begin));
+                        it.current = stop + 1;
+                    } else {
+                        key_.clear();
+                        if (!parse_string(it, key_))
+                            return false;
+                    }
                 } else {
                     text_.clear();
                     if (!parse_string(it, text_))
@@ -474,14 +504,21 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it,
             skip_white_space(it);
             if (it.current == it.end)
                 return fail(kUnexpectedCharacter);
-            if (kBuild)
-                values_.emplace_back();
+            Value* slot = nullptr;
+            if (kBuild) {
+                if (frame->isObject) {
+                    slot = openMember(*frame);
+                } else {
+                    values_.emplace_back();
+                    slot = &values_.back();
+                }
+            }
             if (*it.current == '[' || *it.current == '{') {
-                if (!open(nullptr))
+                if (!open(slot)) // `frame` is not used after this
                     return false;
                 continue;
             }
-            if (!parseScalar(kBuild ? &values_.back() : nullptr, handler, it))
+            if (!parseScalar(slot, handler, it))
                 return false;
         }
 
@@ -491,6 +528,11 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it,
             frame = &frames_.back();
             if (!closed) {
                 ++frame->count;
+                if (kBuild && frame->isObject) {
+                    frame->memberOpen = false;
+                    if (values_.size() != frame->valueBase)
+                        values_.pop_back(); // the value of a repeated key
+                }
                 skip_white_space(it);
                 char const expected = frame->isObject ? '}' : ']';
                 if (it.current == it.end || (*it.current != ',' && *it.current != expected))

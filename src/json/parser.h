@@ -67,13 +67,15 @@ public:
     void skip_white_space(Iterator& it);
 
 private:
+    // One open array or object. Its container exists from the opening bracket on, already held
+    // by its parent, so that a tree is allocated in the order the serializer reads it back.
     struct Frame {
         bool isObject;
-        std::uint64_t count;
-        std::size_t valueBase; // first element of this container in values_
-        std::size_t keyBase;   // first key in keys_
-        Value* target;         // the caller's value, for the outermost container only
-        std::size_t slot;      // otherwise the index in values_ that receives the container
+        bool memberOpen;                     // an object member was inserted, its value unfinished
+        std::uint64_t count;                 // finished members
+        std::size_t valueBase;               // first element (or scratch value) in values_
+        Value::AbstractContainer* container; // the array or object being filled
+        Value::Object::iterator member;      // the inserted member while memberOpen
     };
 
     template <typename Top>
@@ -86,12 +88,13 @@ private:
     bool parseKeyword(Value* target, AbstractParseHandler* handler, Iterator& it);
     bool parseStringValue(Value* target, AbstractParseHandler* handler, Iterator& it);
     void closeContainer(Frame const& frame, std::uint64_t count);
+    Value* openMember(Frame& frame);
     bool fail(char const* message);
 
     std::string error_;
     std::vector<Frame> frames_;
     std::vector<Value> values_;
-    std::vector<std::string> keys_;
+    std::string key_;
     std::string text_;
 };
 

@@ -47,44 +47,40 @@ inline bool wordNeedsEscape(std::uint64_t w) {
             hasZero(w ^ (kOnes * 0x7F))) != 0;
 }
 
-// Collects output behind a raw cursor in blocks: the first on the stack, then heap blocks of at
-// least kBlockBytes. finish() appends them to the caller's string, which is then allocated once at
-// its final size; no block is copied while the output grows.
+// Collects output in blocks: the first on the stack, then heap blocks of at least kBlockBytes.
+// finish() appends them to the caller's string, which is then allocated once at its final size;
+// no block is copied while the output grows. Writers hold a raw cursor into the current block:
+// they ask room() for a bound on what they are about to write, write through the cursor without
+// further checks, and hand the cursor back with commit().
 class Sink {
 public:
     explicit Sink(std::string& out) : out_(out) {}
     Sink(Sink const&) = delete;
     Sink& operator=(Sink const&) = delete;
 
-    // Room for n more bytes; returns where they go. Commit with advance().
-    char* reserve(std::size_t n) {
-        if (capacity_ - pos_ < n)
-            startBlock(n);
-        return block_ + pos_;
-    }
-    void advance(std::size_t n) { pos_ += n; }
+    char* cursor() const { return cursor_; }
+    void commit(char* at) { cursor_ = at; }
 
-    void put(char c) {
-        *reserve(1) = c;
-        ++pos_;
+    // A cursor equivalent to `at` with at least n writable bytes behind it: `at` itself, or the
+    // start of a new block once the current one is closed at `at`.
+    char* room(char* at, std::size_t n) {
+        if (static_cast<std::size_t>(limit_ - at) >= n)
+            return at;
+        return startBlock(at, n);
     }
-    void write(char const* text, std::size_t n) {
-        std::memcpy(reserve(n), text, n);
-        pos_ += n;
-    }
-    void write(std::string const& text) { write(text.data(), text.size()); }
 
-    // Appends everything written so far to the caller's string.
+    // Appends everything committed so far to the caller's string.
     void finish() {
-        std::size_t total = pos_;
+        std::size_t const last = static_cast<std::size_t>(cursor_ - block_);
+        std::size_t total = last;
         for (Filled const& f : filled_)
             total += f.size;
         out_.reserve(out_.size() + total);
         for (Filled const& f : filled_)
             out_.append(f.data, f.size);
-        out_.append(block_, pos_);
+        out_.append(block_, last);
         filled_.clear();
-        pos_ = 0;
+        cursor_ = block_;
     }
 
 private:
@@ -96,32 +92,71 @@ private:
         std::size_t size;
     };
 
-    void startBlock(std::size_t n) {
+    char* startBlock(char* at, std::size_t n) {
         std::size_t const size = std::max(kBlockBytes, n);
         std::unique_ptr<char[]> fresh(new char[size]);
-        filled_.push_back(Filled{block_, pos_});
+        filled_.push_back(Filled{block_, static_cast<std::size_t>(at - block_)});
         block_ = fresh.get();
         owned_.push_back(std::move(fresh));
-        capacity_ = size;
-        pos_ = 0;
+        limit_ = block_ + size;
+        cursor_ = block_;
+        return block_;
     }
 
     std::string& out_;
     char first_[kFirstBytes];
     char* block_ = first_;
-    std::size_t capacity_ = kFirstBytes;
-    std::size_t pos_ = 0;
+    char* limit_ = first_ + kFirstBytes;
+    char* cursor_ = first_;
     std::vector<Filled> filled_;
     std::vector<std::unique_ptr<char[]>> owned_;
 };
 
-void writeString(Sink& sink, char const* p, char const* end) {
-    // Worst case every byte becomes a six-byte \u00XX escape.
-    char* const start = sink.reserve(static_cast<std::size_t>(end - p) * 6 + 2);
-    char* o = start;
+// Writes the quoted, escaped text of [p, p + n); needs room for 6 * n + 2 bytes. Returns the end.
+// Inlined into the walk: most texts are short keys, where a call costs about as much as the copy.
+__attribute__((always_inline)) inline char* writeString(char* o, char const* p, std::size_t n) {
+    char const* const end = p + n;
     *o++ = '"';
+    if (n >= 8) {
+        // Clean bytes are copied eight at a time. When the last eight bytes of the text are
+        // clean, what is left goes as one word that overlaps bytes already copied: those were
+        // copied one to one, so writing them again changes nothing.
+        while (end - p >= 8) {
+            std::uint64_t w;
+            std::memcpy(&w, p, 8);
+            if (wordNeedsEscape(w))
+                break;
+            std::memcpy(o, &w, 8);
+            o += 8;
+            p += 8;
+        }
+        if (end - p < 8) {
+            std::uint64_t w;
+            std::memcpy(&w, end - 8, 8);
+            if (!wordNeedsEscape(w)) {
+                std::size_t const rest = static_cast<std::size_t>(end - p);
+                std::memcpy(o + rest - 8, &w, 8);
+                o += rest;
+                *o++ = '"';
+                return o;
+            }
+        }
+    } else if (n >= 4) {
+        // Four to seven clean bytes go as two overlapping four-byte words.
+        std::uint32_t head;
+        std::uint32_t tail;
+        std::memcpy(&head, p, 4);
+        std::memcpy(&tail, end - 4, 4);
+        if (!wordNeedsEscape(head | static_cast<std::uint64_t>(tail) << 32)) {
+            std::memcpy(o, &head, 4);
+            std::memcpy(o + n - 4, &tail, 4);
+            o += n;
+            *o++ = '"';
+            return o;
+        }
+    }
+    // The rest byte by byte, escaping as needed, with the word-wise copy resumed after each escape.
     while (p != end) {
-        // Clean bytes are copied eight at a time, then one by one up to the next escape.
         while (end - p >= 8) {
             std::uint64_t w;
             std::memcpy(&w, p, 8);
@@ -147,7 +182,7 @@ void writeString(Sink& sink, char const* p, char const* end) {
         }
     }
     *o++ = '"';
-    sink.advance(static_cast<std::size_t>(o - start));
+    return o;
 }
 
 constexpr char kDigitPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233"
@@ -187,29 +222,43 @@ inline void writeEight(std::uint32_t n, char* o) {
     std::memcpy(o + 6, kDigitPairs + 2 * (low % 100), 2);
 }
 
-inline void writeInteger(Sink& sink, std::int64_t i) {
-    char* const start = sink.reserve(24);
-    char* o = start;
+// Writes the decimal text of i (at most 20 bytes); returns the end.
+inline char* writeInteger(char* o, std::int64_t i) {
     std::uint64_t n = static_cast<std::uint64_t>(i);
     if (i < 0) {
         *o++ = '-';
         n = 0 - n;
     }
-    if (n < 100000000) {
-        o = writeBelow1e8(static_cast<std::uint32_t>(n), o);
-    } else if (n < 10000000000000000ULL) {
+    if (n < 100000000)
+        return writeBelow1e8(static_cast<std::uint32_t>(n), o);
+    if (n < 10000000000000000ULL) {
         o = writeBelow1e8(static_cast<std::uint32_t>(n / 100000000), o);
         writeEight(static_cast<std::uint32_t>(n % 100000000), o);
-        o += 8;
-    } else {
-        std::uint64_t const head = n / 10000000000000000ULL; // at most 1844
-        std::uint64_t const rest = n % 10000000000000000ULL;
-        o = writeBelow1e8(static_cast<std::uint32_t>(head), o);
-        writeEight(static_cast<std::uint32_t>(rest / 100000000), o);
-        writeEight(static_cast<std::uint32_t>(rest % 100000000), o + 8);
-        o += 16;
+        return o + 8;
     }
-    sink.advance(static_cast<std::size_t>(o - start));
+    std::uint64_t const head = n / 10000000000000000ULL; // at most 1844
+    std::uint64_t const rest = n % 10000000000000000ULL;
+    o = writeBelow1e8(static_cast<std::uint32_t>(head), o);
+    writeEight(static_cast<std::uint32_t>(rest / 100000000), o);
+    writeEight(static_cast<std::uint32_t>(rest % 100000000), o + 8);
+    return o + 16;
+}
+
+// Room asked for before each member or element: its punctuation (quotes, colon and space, comma,
+// an opening or closing bracket) and any scalar but a string (a double needs 48).
+constexpr std::size_t kMemberSlack = 64;
+
+// The parser allocates a tree in the order this walk reads it back (each container and map node
+// before what it holds, members in document order), so the memory a little past the node being
+// written is mostly what the walk reads next. Asking for two cache lines about 3 KiB ahead hides
+// the memory latency when the tree has dropped out of the caches since it was built. The address
+// is only a hint: prefetching never faults, whatever lies there.
+constexpr std::uintptr_t kPrefetchDistance = 3072;
+
+inline void prefetchAhead(void const* at) {
+    std::uintptr_t const ahead = reinterpret_cast<std::uintptr_t>(at) + kPrefetchDistance;
+    __builtin_prefetch(reinterpret_cast<void const*>(ahead));
+    __builtin_prefetch(reinterpret_cast<void const*>(ahead + 64));
 }
 
 } // namespace
@@ -219,9 +268,7 @@ template <bool kPretty>
 class SerializeWalk {
 public:
     SerializeWalk(std::string& out, Serializer::Attributes const& attributes, std::string* error)
-        : sink_(out), attributes_(attributes), error_(error) {
-        stack_.reserve(32);
-    }
+        : sink_(out), attributes_(attributes), error_(error) {}
 
     // Writes the value; what was written reaches the caller's string also when a member fails.
     bool run(Value const& root, int level) {
@@ -231,130 +278,207 @@ public:
     }
 
 private:
-    bool walk(Value const& root, int level) {
-        if (!writeValue(root, level))
-            return false;
-        while (!stack_.empty()) {
-            Frame& f = stack_.back();
-            if (f.isObject ? f.member == f.memberEnd : f.element == f.elementEnd) {
-                int const outer = f.level;
-                char const closer = f.isObject ? '}' : ']';
-                stack_.pop_back();
-                if (kPretty)
-                    indent(outer);
-                sink_.put(closer);
-                continue;
-            }
-            if (!f.first)
-                sink_.put(',');
-            f.first = false;
-            int const inner = f.level >= 0 ? f.level + 1 : f.level;
-            if (kPretty)
-                indent(inner);
-            Value const* member;
-            if (f.isObject) {
-                std::string const& key = f.member->first;
-                writeString(sink_, key.data(), key.data() + key.size());
-                if (kPretty)
-                    sink_.write(": ", 2);
-                else
-                    sink_.put(':');
-                member = &f.member->second;
-                ++f.member;
-                if (f.member != f.memberEnd)
-                    __builtin_prefetch(&*f.member); // the next node, while this member is written
-            } else {
-                member = &*f.element++;
-            }
-            if (!writeValue(*member, inner)) // may push; `f` is not used after this
-                return false;
-        }
-        return true;
-    }
-
+    // An open container, or the value passed in, seen as the single element of an array
+    // without brackets.
     struct Frame {
         Value::Object::const_iterator member;
         Value::Object::const_iterator memberEnd;
-        Value::Array::const_iterator element;
-        Value::Array::const_iterator elementEnd;
-        int level;
+        Value const* element;
+        Value const* elementEnd;
+        int level; // of the container itself, for the indentation of its closing bracket
+        int inner; // of its members
         bool isObject;
-        bool first;
+        bool isRoot;
     };
 
-    void indent(int level) {
-        sink_.write(attributes_.newline);
-        if (attributes_.indent.empty())
-            return;
-        for (int i = 0; i < level; ++i)
-            sink_.write(attributes_.indent);
+    enum class Step { Written, Opened, Failed };
+
+    bool walk(Value const& root, int level) {
+        char* o = sink_.cursor();
+        // The innermost open container (at first the value passed in, as an array of one without
+        // brackets) lives in these locals, where the compiler can keep it in registers; the stack
+        // holds the containers around it.
+        Value::Object::const_iterator member;
+        Value::Object::const_iterator memberEnd;
+        Value const* element = &root;
+        Value const* elementEnd = &root + 1;
+        int curLevel = level;
+        int inner = level;
+        bool isObject = false;
+        bool isRoot = true;
+        std::vector<Frame> stack;
+        for (;;) {
+            // The members of the innermost container, until one opens a container or it ends. A
+            // comma follows each member that has another after it.
+            Step step = Step::Written;
+            Frame child;
+            if (isObject) {
+                while (member != memberEnd) {
+                    if (kPretty)
+                        o = indent(o, inner);
+                    Value::Object::value_type const& m = *member;
+                    prefetchAhead(&m);
+                    ++member;
+                    std::string const& key = m.first;
+                    o = sink_.room(o, key.size() * 6 + kMemberSlack);
+                    o = writeString(o, key.data(), key.size());
+                    *o++ = ':';
+                    if (kPretty)
+                        *o++ = ' ';
+                    step = open(m.second, inner, o, child);
+                    if (step != Step::Written)
+                        break;
+                    if (member != memberEnd)
+                        *o++ = ',';
+                }
+            } else {
+                while (element != elementEnd) {
+                    if (kPretty && !isRoot)
+                        o = indent(o, inner);
+                    o = sink_.room(o, kMemberSlack);
+                    if (element->isContainer())
+                        prefetchAhead(element->payload_.container);
+                    step = open(*element++, inner, o, child);
+                    if (step != Step::Written)
+                        break;
+                    if (element != elementEnd)
+                        *o++ = ',';
+                }
+            }
+            if (step == Step::Failed) {
+                sink_.commit(o);
+                return false;
+            }
+            if (step == Step::Opened) {
+                stack.push_back(Frame{member, memberEnd, element, elementEnd, curLevel, inner,
+                                      isObject, isRoot});
+                member = child.member;
+                memberEnd = child.memberEnd;
+                element = child.element;
+                elementEnd = child.elementEnd;
+                curLevel = child.level;
+                inner = child.inner;
+                isObject = child.isObject;
+                isRoot = false;
+                continue;
+            }
+            // The innermost container has ended: its closing bracket completes the member of the
+            // container around it.
+            if (isRoot)
+                break;
+            if (kPretty)
+                o = indent(o, curLevel);
+            o = sink_.room(o, 2);
+            *o++ = isObject ? '}' : ']';
+            Frame const& outer = stack.back();
+            member = outer.member;
+            memberEnd = outer.memberEnd;
+            element = outer.element;
+            elementEnd = outer.elementEnd;
+            curLevel = outer.level;
+            inner = outer.inner;
+            isObject = outer.isObject;
+            isRoot = outer.isRoot;
+            stack.pop_back();
+            if (isObject ? member != memberEnd : element != elementEnd)
+                *o++ = ',';
+        }
+        sink_.commit(o);
+        return true;
     }
 
-    // Writes a scalar or an empty container whole; opens a non-empty container on the stack.
-    bool writeValue(Value const& v, int level) {
+    // Writes `v` at `o`, which has kMemberSlack bytes of room, when it is a scalar or an empty
+    // container. A non-empty container gets its opening bracket and is described in `frame`.
+    __attribute__((always_inline)) Step open(Value const& v, int level, char*& o, Frame& frame) {
         switch (v.type_) {
         case Type::Null:
-            sink_.write("null", 4);
-            return true;
+            std::memcpy(o, "null", 4);
+            o += 4;
+            return Step::Written;
         case Type::Boolean:
-            if (v.payload_.boolean)
-                sink_.write("true", 4);
-            else
-                sink_.write("false", 5);
-            return true;
+            if (v.payload_.boolean) {
+                std::memcpy(o, "true", 4);
+                o += 4;
+            } else {
+                std::memcpy(o, "false", 5);
+                o += 5;
+            }
+            return Step::Written;
         case Type::Integer:
-            writeInteger(sink_, v.payload_.integer);
-            return true;
+            o = writeInteger(o, v.payload_.integer);
+            return Step::Written;
         case Type::Double: {
             double const d = v.payload_.number;
             if (!std::isfinite(d)) {
                 if (error_)
                     *error_ = kNanOrInf;
-                return false;
+                return Step::Failed;
             }
             if (d == 0.0) {
-                sink_.write("0.0", 3);
+                std::memcpy(o, "0.0", 3);
+                o += 3;
             } else {
-                char* const start = sink_.reserve(48);
-                sink_.advance(Double::formatFinite(d, start));
+                o += Double::formatFinite(d, o);
             }
-            return true;
+            return Step::Written;
         }
         case Type::String: {
             std::string const& s =
                 static_cast<Value::Container<std::string> const*>(v.payload_.container)->value;
-            writeString(sink_, s.data(), s.data() + s.size());
-            return true;
+            o = sink_.room(o, s.size() * 6 + kMemberSlack);
+            o = writeString(o, s.data(), s.size());
+            return Step::Written;
         }
         case Type::Object: {
             Value::Object const& members = v.objectRef();
             if (members.empty()) {
-                sink_.write("{}", 2);
-                return true;
+                std::memcpy(o, "{}", 2);
+                o += 2;
+                return Step::Written;
             }
-            sink_.put('{');
-            stack_.push_back(Frame{members.begin(), members.end(), {}, {}, level, true, true});
-            return true;
+            *o++ = '{';
+            frame = Frame{members.begin(), members.end(), nullptr, nullptr, level,
+                          innerLevel(level), true, false};
+            return Step::Opened;
         }
         case Type::Array: {
             Value::Array const& elements = v.arrayRef();
             if (elements.empty()) {
-                sink_.write("[]", 2);
-                return true;
+                std::memcpy(o, "[]", 2);
+                o += 2;
+                return Step::Written;
             }
-            sink_.put('[');
-            stack_.push_back(
-                Frame{{}, {}, elements.begin(), elements.end(), level, false, true});
-            return true;
+            *o++ = '[';
+            frame = Frame{{}, {}, elements.data(), elements.data() + elements.size(), level,
+                          innerLevel(level), false, false};
+            return Step::Opened;
         }
         }
-        return true; // a tag outside the seven types writes nothing
+        return Step::Written; // a tag outside the seven types writes nothing
+    }
+
+    // The level of a container's members: one deeper, except that a negative level (no
+    // indentation) stays as it is.
+    static int innerLevel(int level) { return level >= 0 ? level + 1 : level; }
+
+    // A newline and `level` indentation units (none for a negative level), in pretty mode.
+    char* indent(char* o, int level) {
+        std::string const& newline = attributes_.newline;
+        std::string const& unit = attributes_.indent;
+        std::size_t const count = level > 0 && !unit.empty() ? static_cast<std::size_t>(level) : 0;
+        o = sink_.room(o, newline.size() + unit.size() * count + kMemberSlack);
+        std::memcpy(o, newline.data(), newline.size());
+        o += newline.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            std::memcpy(o, unit.data(), unit.size());
+            o += unit.size();
+        }
+        return o;
     }
 
     Sink sink_;
     Serializer::Attributes const& attributes_;
     std::string* error_;
-    std::vector<Frame> stack_;
 };
 
 void Serializer::indent(std::string& out, Attributes const& attributes, int const& level) {
@@ -367,7 +491,7 @@ void Serializer::indent(std::string& out, Attributes const& attributes, int cons
 
 void Serializer::serialize_string(std::string& out, std::string const& s) {
     Sink sink(out);
-    writeString(sink, s.data(), s.data() + s.size());
+    sink.commit(writeString(sink.room(sink.cursor(), s.size() * 6 + 2), s.data(), s.size()));
     sink.finish();
 }
 
