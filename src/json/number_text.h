@@ -1,4 +1,5 @@
-// pocketjson::Double: number text of doubles, written as "%.17g" and read as strtod in the C locale.
+// pocketjson::Double: number text of doubles, written as "%.17g" and read as strtod in the C
+// locale.
 #pragma once
 
 #include <cstddef>

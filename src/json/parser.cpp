@@ -32,9 +32,13 @@ char const kGarbage[] = "Gabage string exists after json string.";
 
 constexpr std::size_t kInitialScratchValues = 256; // 4 KiB of element handles
 
-inline bool isDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
+inline bool isDigit(char c) {
+    return static_cast<unsigned char>(c - '0') < 10;
+}
 
-inline bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+inline bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
 
 // Advances to the first '"' or '\\' at or after p (or to end), eight bytes at a time.
 inline char const* findQuoteOrBackslash(char const* p, char const* end) {
@@ -165,8 +169,7 @@ bool Parser::parse_string(Iterator& it, std::string& out) {
                     return false;
                 if (low < 0xDC00 || low > 0xDFFF)
                     return fail(kBadSurrogate);
-                cp = ((static_cast<std::uint32_t>(unit) - 0xD800) << 10) + (low & 0x3FFu) +
-                     0x10000;
+                cp = ((static_cast<std::uint32_t>(unit) - 0xD800) << 10) + (low & 0x3FFu) + 0x10000;
             } else if (unit >= 0xDC00 && unit <= 0xDFFF) {
                 return false; // a lone low surrogate stops the parse without a message
             }
@@ -421,8 +424,7 @@ Value* Parser::openMember(Frame& frame) {
 }
 
 template <bool kBuild>
-bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it,
-                  ParseOption options) {
+bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, ParseOption options) {
     bool const allowTrailingComma = (options & kParseAllowTrailingComma) != 0;
 
     // Opens the container whose bracket is under the iterator. When building, `slot` receives it:

@@ -185,18 +185,19 @@ __attribute__((always_inline)) inline char* writeString(char* o, char const* p, 
     return o;
 }
 
-constexpr char kDigitPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233"
-                               "34353637383940414243444546474849505152535455565758596061626364656667"
-                               "6869707172737475767778798081828384858687888990919293949596979899";
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233"
+    "34353637383940414243444546474849505152535455565758596061626364656667"
+    "6869707172737475767778798081828384858687888990919293949596979899";
 
 // Writes n (< 10^8) without leading zeros; returns the end.
 inline char* writeBelow1e8(std::uint32_t n, char* o) {
-    std::size_t const len = n < 10 ? 1
-                            : n < 100 ? 2
-                            : n < 1000 ? 3
-                            : n < 10000 ? 4
-                            : n < 100000 ? 5
-                            : n < 1000000 ? 6
+    std::size_t const len = n < 10         ? 1
+                            : n < 100      ? 2
+                            : n < 1000     ? 3
+                            : n < 10000    ? 4
+                            : n < 100000   ? 5
+                            : n < 1000000  ? 6
                             : n < 10000000 ? 7
                                            : 8;
     char* p = o + len;
@@ -437,8 +438,8 @@ private:
                 return Step::Written;
             }
             *o++ = '{';
-            frame = Frame{members.begin(), members.end(), nullptr, nullptr, level,
-                          innerLevel(level), true, false};
+            frame = Frame{members.begin(), members.end(),     nullptr, nullptr,
+                          level,           innerLevel(level), true,    false};
             return Step::Opened;
         }
         case Type::Array: {
@@ -449,8 +450,14 @@ private:
                 return Step::Written;
             }
             *o++ = '[';
-            frame = Frame{{}, {}, elements.data(), elements.data() + elements.size(), level,
-                          innerLevel(level), false, false};
+            frame = Frame{{},
+                          {},
+                          elements.data(),
+                          elements.data() + elements.size(),
+                          level,
+                          innerLevel(level),
+                          false,
+                          false};
             return Step::Opened;
         }
         }

@@ -184,7 +184,9 @@ Value& Value::operator=(char const* text) {
     return *this;
 }
 
-void Value::setString(std::string const& text) { assignText(text.data(), text.size()); }
+void Value::setString(std::string const& text) {
+    assignText(text.data(), text.size());
+}
 
 Value const& Value::s_null() {
     static Value const null;
@@ -317,7 +319,9 @@ unsigned int Value::toUInt(unsigned int const& def) const {
     }
 }
 
-bool Value::toBool(bool def) const { return type_ == Type::Boolean ? payload_.boolean : def; }
+bool Value::toBool(bool def) const {
+    return type_ == Type::Boolean ? payload_.boolean : def;
+}
 
 std::int64_t Value::toInt64(std::int64_t def) const {
     switch (type_) {

@@ -138,7 +138,9 @@ private:
 
     void release() noexcept;
     void becomeEmpty(Type t);
-    std::string& stringRef() { return static_cast<Container<std::string>*>(payload_.container)->value; }
+    std::string& stringRef() {
+        return static_cast<Container<std::string>*>(payload_.container)->value;
+    }
     Object& objectRef() { return static_cast<Container<Object>*>(payload_.container)->value; }
     Array& arrayRef() { return static_cast<Container<Array>*>(payload_.container)->value; }
     Object const& objectRef() const {
