@@ -612,18 +612,21 @@ Value chromaticityValue(Chromaticity const& c) {
     return v;
 }
 
-Value rampValue(GammaRamp const& ramp) {
+// A JSON array of each item of `list` as `each` writes it.
+template <typename List, typename Each>
+Value arrayOf(List const& list, Each each) {
     Value v(Type::Array);
-    for (double const d : ramp)
-        v.push_back(Value(d));
+    for (auto const& item : list)
+        v.push_back(each(item));
     return v;
 }
 
+Value rampValue(GammaRamp const& ramp) {
+    return arrayOf(ramp, [](double d) { return Value(d); });
+}
+
 Value textArray(std::vector<std::string> const& list) {
-    Value v(Type::Array);
-    for (std::string const& s : list)
-        v.push_back(Value(s));
-    return v;
+    return arrayOf(list, [](std::string const& text) { return Value(text); });
 }
 
 Value systemValue(System const& s) {
@@ -654,8 +657,7 @@ Value systemValue(System const& s) {
     pc["serialNumber"] = s.pc.serialNumber;
     v["ipAddresses"]["ipv4"] = textArray(s.ipv4);
     v["ipAddresses"]["ipv6"] = textArray(s.ipv6);
-    Value adapters(Type::Array);
-    for (GraphicsAdapter const& a : s.graphicsAdapters) {
+    v["graphicsAdapters"] = arrayOf(s.graphicsAdapters, [](GraphicsAdapter const& a) {
         Value g(Type::Object);
         g["id"] = a.id;
         g["name"] = a.name;
@@ -664,64 +666,51 @@ Value systemValue(System const& s) {
         g["driverVersion"] = a.driverVersion;
         g["vram"] = static_cast<std::int64_t>(a.vram);
         g["deviceLocationId"] = a.deviceLocationId;
-        adapters.push_back(g);
-    }
-    v["graphicsAdapters"] = adapters;
-    Value processes(Type::Array);
-    for (Process const& p : s.processes) {
+        return g;
+    });
+    v["processes"] = arrayOf(s.processes, [](Process const& p) {
         Value e(Type::Object);
         e["name"] = p.name;
         e["pid"] = p.pid;
         e["command"] = p.command;
-        processes.push_back(e);
-    }
-    v["processes"] = processes;
-    Value usb(Type::Array);
-    for (UsbDevice const& d : s.usbDevices) {
+        return e;
+    });
+    v["usbDevices"] = arrayOf(s.usbDevices, [](UsbDevice const& d) {
         Value e(Type::Object);
         e["name"] = d.name;
         e["vendorId"] = hex16(d.vendorId);
         e["productId"] = hex16(d.productId);
         e["bcdDevice"] = hex16(d.bcdDevice);
-        usb.push_back(e);
-    }
-    v["usbDevices"] = usb;
-    Value applications(Type::Array);
-    for (Application const& a : s.applications) {
+        return e;
+    });
+    v["applications"] = arrayOf(s.applications, [](Application const& a) {
         Value e(Type::Object);
         e["name"] = a.name;
-        applications.push_back(e);
-    }
-    v["applications"] = applications;
-    Value windows(Type::Array);
-    for (Window const& w : s.windows) {
+        return e;
+    });
+    v["windows"] = arrayOf(s.windows, [](Window const& w) {
         Value e(Type::Object);
         e["title"] = w.title;
         e["processName"] = w.processName;
         e["localizedName"] = w.localizedName;
         e["active"] = w.active;
         e["className"] = w.className;
-        windows.push_back(e);
-    }
-    v["windows"] = windows;
-    Value kexts(Type::Array);
-    for (KernelExtension const& k : s.kernelExtensions) {
+        return e;
+    });
+    v["kernelExtensions"] = arrayOf(s.kernelExtensions, [](KernelExtension const& k) {
         Value e(Type::Object);
         e["name"] = k.name;
         e["version"] = k.version;
-        kexts.push_back(e);
-    }
-    v["kernelExtensions"] = kexts;
-    Value printers(Type::Array);
-    for (Printer const& p : s.printers) {
+        return e;
+    });
+    v["printers"] = arrayOf(s.printers, [](Printer const& p) {
         Value e(Type::Object);
         e["name"] = p.name;
         e["driverName"] = p.driverName;
         e["driverVersion"] = p.driverVersion;
         e["isDefault"] = p.isDefault;
-        printers.push_back(e);
-    }
-    v["printers"] = printers;
+        return e;
+    });
     v["userName"] = s.userName;
     v["domainName"] = s.domainName;
     return v;
