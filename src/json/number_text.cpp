@@ -1,6 +1,8 @@
 // Double: locale-independent "%.17g" text and strtod-compatible reading of doubles.
 #include "json/number_text.h"
 
+#include "json/decimal_digits.h"
+
 #include <charconv>
 #include <clocale>
 #include <cmath>
@@ -24,20 +26,8 @@ struct Pow10 {
 
 __extension__ typedef unsigned __int128 u128; // GCC and clang both provide it
 
-char const kDigitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
-// Writes the 8 decimal digits of n (< 10^8) with leading zeros.
-inline void writeEightDigits(std::uint32_t n, char* out) {
-    std::uint32_t const high = n / 10000;
-    std::uint32_t const low = n % 10000;
-    std::memcpy(out, kDigitPairs + 2 * (high / 100), 2);
-    std::memcpy(out + 2, kDigitPairs + 2 * (high % 100), 2);
-    std::memcpy(out + 4, kDigitPairs + 2 * (low / 100), 2);
-    std::memcpy(out + 6, kDigitPairs + 2 * (low % 100), 2);
-}
+using detail::kDigitPairs;
+using detail::writeEightDigits;
 
 constexpr std::uint64_t kTen16 = 10000000000000000ULL;
 constexpr std::uint64_t kTen17 = 100000000000000000ULL;

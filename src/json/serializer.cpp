@@ -1,6 +1,7 @@
 // Serializer: escape table, string and number text, and the explicit-stack walk over containers.
 #include "json/serializer.h"
 
+#include "json/decimal_digits.h"
 #include "json/number_text.h"
 
 #include <algorithm>
@@ -185,10 +186,8 @@ __attribute__((always_inline)) inline char* writeString(char* o, char const* p, 
     return o;
 }
 
-constexpr char kDigitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233"
-    "34353637383940414243444546474849505152535455565758596061626364656667"
-    "6869707172737475767778798081828384858687888990919293949596979899";
+using detail::kDigitPairs;
+using detail::writeEightDigits;
 
 // Writes n (< 10^8) without leading zeros; returns the end.
 inline char* writeBelow1e8(std::uint32_t n, char* o) {
@@ -213,16 +212,6 @@ inline char* writeBelow1e8(std::uint32_t n, char* o) {
     return o + len;
 }
 
-// Writes exactly eight digits of n (< 10^8), with leading zeros.
-inline void writeEight(std::uint32_t n, char* o) {
-    std::uint32_t const high = n / 10000;
-    std::uint32_t const low = n % 10000;
-    std::memcpy(o, kDigitPairs + 2 * (high / 100), 2);
-    std::memcpy(o + 2, kDigitPairs + 2 * (high % 100), 2);
-    std::memcpy(o + 4, kDigitPairs + 2 * (low / 100), 2);
-    std::memcpy(o + 6, kDigitPairs + 2 * (low % 100), 2);
-}
-
 // Writes the decimal text of i (at most 20 bytes); returns the end.
 inline char* writeInteger(char* o, std::int64_t i) {
     std::uint64_t n = static_cast<std::uint64_t>(i);
@@ -234,14 +223,14 @@ inline char* writeInteger(char* o, std::int64_t i) {
         return writeBelow1e8(static_cast<std::uint32_t>(n), o);
     if (n < 10000000000000000ULL) {
         o = writeBelow1e8(static_cast<std::uint32_t>(n / 100000000), o);
-        writeEight(static_cast<std::uint32_t>(n % 100000000), o);
+        writeEightDigits(static_cast<std::uint32_t>(n % 100000000), o);
         return o + 8;
     }
     std::uint64_t const head = n / 10000000000000000ULL; // at most 1844
     std::uint64_t const rest = n % 10000000000000000ULL;
     o = writeBelow1e8(static_cast<std::uint32_t>(head), o);
-    writeEight(static_cast<std::uint32_t>(rest / 100000000), o);
-    writeEight(static_cast<std::uint32_t>(rest % 100000000), o + 8);
+    writeEightDigits(static_cast<std::uint32_t>(rest / 100000000), o);
+    writeEightDigits(static_cast<std::uint32_t>(rest % 100000000), o + 8);
     return o + 16;
 }
 
