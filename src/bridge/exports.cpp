@@ -1,6 +1,7 @@
 // Everything libtolma.so.2 exports: one line per resource over its class, and the extra calls.
 #include "bridge/tolma.h"
 #include "notification/device_notification.h"
+#include "notification/native_event_filter.h"
 #include "screen/screens.h"
 #include "system/power_management.h"
 #include "system/system_resources.h"
@@ -41,6 +42,9 @@ TOLMA_EXPORT void Setup(void) {
 TOLMA_EXPORT void TearDown(void) {
     kavri::notification::UnregisterSystemChangeNotification();
     kavri::notification::UnregisterDeviceChangeNotification();
+    // The host may unload the plug-in next: no delayed screen re-read may still be waiting or
+    // running in its code.
+    kavri::notification::CancelPendingScreenUpdates();
 }
 
 // The idle timer needs no reset on this platform.

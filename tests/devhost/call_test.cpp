@@ -33,17 +33,22 @@ TEST(CallCommand, MethodDefaultsToGet) {
 }
 
 TEST(CallCommand, MethodReachesThePlugInInTheOptions) {
-    EXPECT_EQ(runHost({"call", "Screens", "--method", "delete"}).out, methodError("DELETE"));
-    EXPECT_EQ(runHost({"call", "Screens", "--method=post"}).out, methodError("POST"));
-    EXPECT_EQ(runHost({"call", "Screens", "--options", R"({"method":"PUT"})"}).out,
+    // The event-log backup serves POST only.
+    EXPECT_EQ(runHost({"call", "SystemEventLogBackup", "--method", "delete"}).out,
+              methodError("DELETE"));
+    EXPECT_EQ(runHost({"call", "SystemEventLogBackup", "--method=get"}).out, methodError("GET"));
+    EXPECT_EQ(runHost({"call", "SystemEventLogBackup", "--options", R"({"method":"PUT"})"}).out,
               methodError("PUT"));
 }
 
 TEST(CallCommand, ParametersQueryAndBodyAreAccepted) {
-    auto const run = runHost({"call", "ScreenAtIndex", "--params", R"({"index":0})", "--query",
-                              R"({"detail":[1,2]})", "--body", "not json at all"});
+    // The index selects the second screen, the query asks for its graphics card.
+    auto const run = runHost({"call", "ScreenAtIndex", "--params", R"({"index":1})", "--query",
+                              R"({"graphicsCard":[1,2]})", "--body", "not json at all"});
     EXPECT_EQ(run.exitStatus, 0) << run.err;
-    EXPECT_EQ(run.out, methodError("GET"));
+    EXPECT_EQ(run.out.rfind("status 200\n", 0), 0u) << run.out;
+    EXPECT_NE(run.out.find(R"("driverName":"i915")"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("\turi:/tolma/Screens/1\t"), std::string::npos) << run.out;
 }
 
 TEST(CallCommand, PrettyAnswerIsIndentedTwoSpacesPerLevel) {
