@@ -17,7 +17,20 @@ std::vector<DemoStep> const& demoSteps() {
         {"A request is four JSON texts; every answer settles one promise and writes one log line",
          "call SystemInformation"},
         {"Resources without a handler yet answer 405 MethodError, as the page sees it",
-         "call Screens --pretty"},
+         "call SystemPrinters"},
+        {"The desktop's screens as the page lists them; the first listing also starts the "
+         "screen-change watch",
+         "get Screens"},
+        {"The graphics-card gamma ramps of the first screen (256 values per colour)",
+         "get ScreenAtIndex --params {\"index\":0} --query {\"gamma\":1}"},
+        {"The screens containing the desktop point (100, 300), and their graphics card",
+         "get ScreensForPoint --params {\"point\":\"100x300\"} --query {\"graphicsCard\":1}"},
+        {"The laptop lid closes: only the maker's monitor is left. The host forwards the X "
+         "screen-change event, and about 3 s later the plug-in pushes \"screenChanged\"",
+         "wait 0.1"},
+        {"", "screens change [{\"id\":\"DP-1\",\"bounds\":{\"x\":0,\"y\":0,\"width\":2560,"
+             "\"height\":1440},\"refreshRate\":59.951,\"primary\":true}]"},
+        {"", "wait event screenChanged 10"},
         {"", "put DeviceNotification"},
         {"", "call SystemLoginItem --method put --params {\"name\":\"Tolma\"}"},
         {"The extra functions a host calls directly", "idle reset"},
