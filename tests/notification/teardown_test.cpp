@@ -1,0 +1,128 @@
+// TearDown before unloading libtolma.so.2: a waiting screen re-read never runs, loaded or not.
+#include "sim/sim_testing.h"
+
+#include <algorithm>
+#include <chrono>
+#include <dlfcn.h>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Resource = int (*)(char const*, char const*, char const*, char const*);
+
+char const* const kScreens =
+    R"([{"id":"DP-1","bounds":{"x":0,"y":0,"width":1920,"height":1080},"primary":true}])";
+
+// The plug-in opened as a host opens it, with the stand-ins as its exports directory.
+class TearDownTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        SimWorldReset();
+        ASSERT_EQ(SimWorldSetScreens(kScreens), nullptr);
+        SimPageBridgeReset();
+        SimScrinfoResetCounts();
+        log_.reset();
+        exports_ = std::make_unique<sim::ExportsDirectory>();
+        ASSERT_FALSE(exports_->path().empty());
+        scope_ = std::make_unique<sim::ExportsPathScope>(exports_->path());
+        plugin_ = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(plugin_, nullptr) << dlerror();
+        function<void (*)()>("Setup")();
+    }
+    void TearDown() override {
+        if (plugin_ != nullptr) {
+            function<void (*)()>("TearDown")();
+            dlclose(plugin_);
+        }
+        scope_.reset();
+        exports_.reset();
+        SimWorldReset();
+    }
+
+    template <typename F>
+    F function(char const* name) {
+        void* found = dlsym(plugin_, name);
+        EXPECT_NE(found, nullptr) << name;
+        return reinterpret_cast<F>(found);
+    }
+
+    // Lists the screens, which starts the watch, and waits past the watcher's first 50 ms.
+    void listScreensAndWatch() {
+        function<Resource>("Screens")(R"({"method":"get"})", "{}", "{}", "");
+        ASSERT_EQ(SimPageBridgeResponseCount(), 1u);
+        std::int32_t promise = 0;
+        std::int32_t status = 0;
+        char const* json = nullptr;
+        ASSERT_EQ(SimPageBridgeResponseAt(0, &promise, &status, &json), 0);
+        ASSERT_EQ(status, 200) << json;
+        ASSERT_EQ(SimPageBridgeObserverCount(), 1u);
+        std::this_thread::sleep_for(std::chrono::milliseconds(120));
+    }
+
+    static void resize(int width) {
+        std::string const patch = R"({"bounds":{"width":)" + std::to_string(width) + "}}";
+        ASSERT_EQ(SimWorldModify("screens", "DP-1", patch.c_str()), nullptr);
+    }
+
+    // Longer than the re-read's 3 s delay.
+    static void outwaitTheDelay() { std::this_thread::sleep_for(std::chrono::milliseconds(3500)); }
+
+    sim::Ostrana log_;
+    std::unique_ptr<sim::ExportsDirectory> exports_;
+    std::unique_ptr<sim::ExportsPathScope> scope_;
+    void* plugin_ = nullptr;
+};
+
+TEST_F(TearDownTest, NoReReadRunsAfterTearDownAndUnloading) {
+    listScreensAndWatch();
+    std::size_t const reads = SimScrinfoFindScreensCount();
+    resize(1600);
+    function<void (*)()>("TearDown")();
+    EXPECT_EQ(dlclose(plugin_), 0);
+    void* const still = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_NOLOAD);
+    plugin_ = nullptr;
+    EXPECT_EQ(still, nullptr) << "the plug-in stayed loaded";
+    if (still != nullptr)
+        dlclose(still);
+    EXPECT_EQ(SimPageBridgeObserverCount(), 0u);
+
+    outwaitTheDelay();
+    EXPECT_EQ(SimPageBridgeEventCount(), 0u);
+    EXPECT_EQ(SimScrinfoFindScreensCount(), reads);
+    EXPECT_EQ(SimWorldDeliverScreenEvent(0), 0u);
+}
+
+TEST_F(TearDownTest, TearDownDropsTheWaitingReReadAndLaterChangesArrive) {
+    listScreensAndWatch();
+    std::size_t const reads = SimScrinfoFindScreensCount();
+    resize(1600);
+    function<void (*)()>("TearDown")();
+    outwaitTheDelay();
+    EXPECT_EQ(SimPageBridgeEventCount(), 0u);
+    EXPECT_EQ(SimScrinfoFindScreensCount(), reads);
+
+    // The plug-in is still loaded and watching: the next change is pushed after its delay.
+    resize(1280);
+    ASSERT_EQ(SimPageBridgeWaitForEvents(1, 20000), 1);
+    std::vector<sim::Event> const events = sim::events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].name, "screenChanged");
+    EXPECT_NE(events[0].json.find(R"("bounds":{"height":1080,"width":1280,"x":0,"y":0})"),
+              std::string::npos)
+        << events[0].json;
+    // The payload is the full list as the page reads it now.
+    function<Resource>("Screens")(R"({"method":"get"})", "{}", "{}", "");
+    std::vector<sim::Response> const responses = sim::responses();
+    ASSERT_EQ(responses.size(), 2u);
+    EXPECT_EQ(responses[1].json, R"({"error":null,"value":)" + events[0].json + "}");
+    sim::LogLine const changed{3, "Tolma", "event:screenChanged\tmsg:Screen changed"};
+    std::vector<sim::LogLine> const lines = log_.lines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), changed), 1);
+}
+
+} // namespace
