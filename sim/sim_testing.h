@@ -76,6 +76,21 @@ inline std::vector<Event> events() {
     return out;
 }
 
+// Lines recorded by the logging stand-in, in call order (needs sim_ostrana2 linked, so that the
+// plug-in's run-time copy and this one are the same instance).
+inline std::vector<LogLine> logLines() {
+    std::vector<LogLine> out;
+    LogLine l{0, {}, {}};
+    char const* name = nullptr;
+    char const* line = nullptr;
+    for (std::size_t i = 0; SimOstranaLineAt(i, &l.level, &name, &line) == 0; ++i) {
+        l.name = name;
+        l.line = line;
+        out.push_back(l);
+    }
+    return out;
+}
+
 #ifdef TOLMA_SIM_LIBRARY_DIR
 // The build's directory of stand-ins; use it as the exports directory.
 inline std::string libraryDirectory() {

@@ -1,6 +1,7 @@
 // libtolma.so.2 loaded like a host loads it: its symbol table, and every resource answering.
 #include "elf_dynamic.h"
 #include "host_record.h"
+#include "plugin_library.h"
 
 #include <algorithm>
 #include <dlfcn.h>
@@ -12,7 +13,7 @@
 
 namespace {
 
-using ResourceFunction = int (*)(char const*, char const*, char const*, char const*);
+using test::ResourceFunction;
 
 // Every resource with the methods it serves once implemented; the others must answer 405.
 struct ResourceRow {
@@ -64,25 +65,16 @@ std::set<std::string> const kExports = {
 class PluginTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        plugin_ = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(plugin_, nullptr) << dlerror();
-        auto setup = reinterpret_cast<void (*)()>(dlsym(plugin_, "Setup"));
-        ASSERT_NE(setup, nullptr);
-        setup();
+        ASSERT_TRUE(plugin_.open(TOLMA_PLUGIN_PATH)) << plugin_.error();
+        ASSERT_TRUE(plugin_.setup());
     }
     static void TearDownTestSuite() {
-        auto tearDown = reinterpret_cast<void (*)()>(dlsym(plugin_, "TearDown"));
-        if (tearDown)
-            tearDown();
-        dlclose(plugin_);
+        plugin_.tearDown();
+        plugin_.close();
     }
-    static ResourceFunction resource(char const* name) {
-        return reinterpret_cast<ResourceFunction>(dlsym(plugin_, name));
-    }
-    static void* plugin_;
+    static ResourceFunction resource(char const* name) { return plugin_.resource(name); }
+    static inline test::PluginLibrary plugin_;
 };
-
-void* PluginTest::plugin_ = nullptr;
 
 TEST_F(PluginTest, EveryUnservedMethodAnswers405) {
     struct Method {
@@ -139,9 +131,9 @@ TEST_F(PluginTest, PromiseIdsAreTheHostsAndEachIsSettledOnce) {
 TEST_F(PluginTest, PowerSettingsRecordRoundTrips) {
     using Disable = void* (*)();
     using Restore = void (*)(void*);
-    auto disable = reinterpret_cast<Disable>(dlsym(plugin_, "TolmaDisablePowerManagementSettings"));
-    auto restore = reinterpret_cast<Restore>(dlsym(plugin_, "TolmaRestorePowerManagementSettings"));
-    auto reset = reinterpret_cast<void (*)()>(dlsym(plugin_, "TolmaResetSystemIdleTimer"));
+    auto disable = plugin_.function<Disable>("TolmaDisablePowerManagementSettings");
+    auto restore = plugin_.function<Restore>("TolmaRestorePowerManagementSettings");
+    auto reset = plugin_.function<void (*)()>("TolmaResetSystemIdleTimer");
     ASSERT_TRUE(disable && restore && reset);
     void* backup = disable();
     EXPECT_NE(backup, nullptr);

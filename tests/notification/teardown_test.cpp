@@ -1,4 +1,5 @@
 // TearDown before unloading libtolma.so.2: a waiting screen re-read never runs, loaded or not.
+#include "plugin_library.h"
 #include "sim/sim_testing.h"
 
 #include <algorithm>
@@ -12,8 +13,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-using Resource = int (*)(char const*, char const*, char const*, char const*);
 
 char const* const kScreens =
     R"([{"id":"DP-1","bounds":{"x":0,"y":0,"width":1920,"height":1080},"primary":true}])";
@@ -30,30 +29,22 @@ protected:
         exports_ = std::make_unique<sim::ExportsDirectory>();
         ASSERT_FALSE(exports_->path().empty());
         scope_ = std::make_unique<sim::ExportsPathScope>(exports_->path());
-        plugin_ = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(plugin_, nullptr) << dlerror();
-        function<void (*)()>("Setup")();
+        ASSERT_TRUE(plugin_.open(TOLMA_PLUGIN_PATH)) << plugin_.error();
+        ASSERT_TRUE(plugin_.setup());
     }
     void TearDown() override {
-        if (plugin_ != nullptr) {
-            function<void (*)()>("TearDown")();
-            dlclose(plugin_);
+        if (plugin_.isOpen()) {
+            plugin_.tearDown();
+            plugin_.close();
         }
         scope_.reset();
         exports_.reset();
         SimWorldReset();
     }
 
-    template <typename F>
-    F function(char const* name) {
-        void* found = dlsym(plugin_, name);
-        EXPECT_NE(found, nullptr) << name;
-        return reinterpret_cast<F>(found);
-    }
-
     // Lists the screens, which starts the watch, and waits past the watcher's first 50 ms.
     void listScreensAndWatch() {
-        function<Resource>("Screens")(R"({"method":"get"})", "{}", "{}", "");
+        plugin_.resource("Screens")(R"({"method":"get"})", "{}", "{}", "");
         ASSERT_EQ(SimPageBridgeResponseCount(), 1u);
         std::int32_t promise = 0;
         std::int32_t status = 0;
@@ -75,17 +66,16 @@ protected:
     sim::Ostrana log_;
     std::unique_ptr<sim::ExportsDirectory> exports_;
     std::unique_ptr<sim::ExportsPathScope> scope_;
-    void* plugin_ = nullptr;
+    test::PluginLibrary plugin_;
 };
 
 TEST_F(TearDownTest, NoReReadRunsAfterTearDownAndUnloading) {
     listScreensAndWatch();
     std::size_t const reads = SimScrinfoFindScreensCount();
     resize(1600);
-    function<void (*)()>("TearDown")();
-    EXPECT_EQ(dlclose(plugin_), 0);
+    EXPECT_TRUE(plugin_.tearDown());
+    EXPECT_EQ(plugin_.close(), 0);
     void* const still = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_NOLOAD);
-    plugin_ = nullptr;
     EXPECT_EQ(still, nullptr) << "the plug-in stayed loaded";
     if (still != nullptr)
         dlclose(still);
@@ -101,7 +91,7 @@ TEST_F(TearDownTest, TearDownDropsTheWaitingReReadAndLaterChangesArrive) {
     listScreensAndWatch();
     std::size_t const reads = SimScrinfoFindScreensCount();
     resize(1600);
-    function<void (*)()>("TearDown")();
+    EXPECT_TRUE(plugin_.tearDown());
     outwaitTheDelay();
     EXPECT_EQ(SimPageBridgeEventCount(), 0u);
     EXPECT_EQ(SimScrinfoFindScreensCount(), reads);
@@ -116,7 +106,7 @@ TEST_F(TearDownTest, TearDownDropsTheWaitingReReadAndLaterChangesArrive) {
               std::string::npos)
         << events[0].json;
     // The payload is the full list as the page reads it now.
-    function<Resource>("Screens")(R"({"method":"get"})", "{}", "{}", "");
+    plugin_.resource("Screens")(R"({"method":"get"})", "{}", "{}", "");
     std::vector<sim::Response> const responses = sim::responses();
     ASSERT_EQ(responses.size(), 2u);
     EXPECT_EQ(responses[1].json, R"({"error":null,"value":)" + events[0].json + "}");

@@ -1,10 +1,10 @@
 // libtolma.so.2 opened as a host opens it, and one resource call with its answer and log line.
 #pragma once
 
+#include "plugin_library.h"
 #include "sim/sim_control.h"
 
 #include <cstdint>
-#include <dlfcn.h>
 #include <ostream>
 #include <string>
 
@@ -59,32 +59,24 @@ inline Answer notFound(std::string const& method, std::string const& path) {
 class PluginTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        plugin_ = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(plugin_, nullptr) << dlerror();
-        auto setup = reinterpret_cast<void (*)()>(dlsym(plugin_, "Setup"));
-        ASSERT_NE(setup, nullptr);
-        setup();
+        ASSERT_TRUE(plugin_.open(TOLMA_PLUGIN_PATH)) << plugin_.error();
+        ASSERT_TRUE(plugin_.setup());
     }
     static void TearDownTestSuite() {
-        if (plugin_ == nullptr)
+        if (!plugin_.isOpen())
             return;
         tearDownPlugin();
-        dlclose(plugin_);
-        plugin_ = nullptr;
+        plugin_.close();
     }
 
-    static void tearDownPlugin() {
-        if (auto tearDown = reinterpret_cast<void (*)()>(dlsym(plugin_, "TearDown")))
-            tearDown();
-    }
+    static void tearDownPlugin() { plugin_.tearDown(); }
 
     // Calls the resource with the method and the three JSON arguments and collects what the host
     // recorded; anything but exactly one answer (for the promise handed out) and one log line is
     // reported in the result's json field.
     static Answer call(char const* resource, std::string const& method, char const* parameters,
                        char const* query = "{}", char const* body = "{}") {
-        using Function = int (*)(char const*, char const*, char const*, char const*);
-        auto function = reinterpret_cast<Function>(dlsym(plugin_, resource));
+        test::ResourceFunction function = plugin_.resource(resource);
         if (function == nullptr)
             return Answer{-1, std::string("no export ") + resource, -1, ""};
         SimPageBridgeReset();
@@ -117,7 +109,7 @@ protected:
         ASSERT_EQ(released.status, 200) << released;
     }
 
-    static inline void* plugin_ = nullptr;
+    static inline test::PluginLibrary plugin_;
 };
 
 } // namespace screentest

@@ -14,15 +14,7 @@ namespace {
 
 using namespace screentest;
 
-std::vector<sim::LogLine> logLines() {
-    std::vector<sim::LogLine> out;
-    std::int32_t level = 0;
-    char const* name = nullptr;
-    char const* line = nullptr;
-    for (std::size_t i = 0; SimOstranaLineAt(i, &level, &name, &line) == 0; ++i)
-        out.push_back(sim::LogLine{level, name, line});
-    return out;
-}
+using sim::logLines;
 
 class ScreenWatch : public PluginTest {
 protected:
