@@ -26,6 +26,11 @@ constexpr Component kComponents[] = {
     {'h', &MiColor::lchH},
 };
 
+// The libraries return "" for unknown text; an unexpected null is read the same way.
+std::string textOf(char const* s) {
+    return s != nullptr ? s : "";
+}
+
 pocketjson::Value scaleJson(MiScale const& scale) {
     pocketjson::Value v(pocketjson::Type::Object);
     v["x"] = scale.x;
@@ -73,10 +78,9 @@ char const* primaryName(char letter) {
 pocketjson::Value edidJson(MiEdid* edid) {
     pocketjson::Value v(pocketjson::Type::Object);
     v["isOvakMonitor"] = MiIsEdidOvakMonitor(edid) != 0;
-    auto const text = [](char const* s) { return std::string(s ? s : ""); };
-    v["manufacturer"] = text(MiGetEdidManufacturer(edid));
-    v["productName"] = text(MiGetEdidProductName(edid));
-    v["serialNumber"] = text(MiGetEdidSerialNumber(edid));
+    v["manufacturer"] = textOf(MiGetEdidManufacturer(edid));
+    v["productName"] = textOf(MiGetEdidProductName(edid));
+    v["serialNumber"] = textOf(MiGetEdidSerialNumber(edid));
     v["preferredResolution"] = screen::ToJson(MiGetEdidPreferredResolution(edid));
     pocketjson::Value& chromaticity = v["chromaticity"];
     chromaticity.setType(pocketjson::Type::Object);
@@ -182,11 +186,10 @@ pocketjson::Value GetScreenGraphicsCard(MiScreen* screen) {
     OrmVGA* vga = OrmGetVGAOfScreen(screen);
     if (vga == nullptr)
         return v;
-    auto const text = [](char const* s) { return std::string(s ? s : ""); };
-    v["name"] = text(OrmGetVGAName(vga));
-    v["vendor"] = text(OrmGetVGAVendor(vga));
-    v["driverName"] = text(OrmGetVGADriverName(vga));
-    v["driverVersion"] = text(OrmGetVGADriverVersion(vga));
+    v["name"] = textOf(OrmGetVGAName(vga));
+    v["vendor"] = textOf(OrmGetVGAVendor(vga));
+    v["driverName"] = textOf(OrmGetVGADriverName(vga));
+    v["driverVersion"] = textOf(OrmGetVGADriverVersion(vga));
     v["vram"] = static_cast<std::int64_t>(OrmGetVGAVRAMSize(vga));
     if (auto location = KAVRI_LOOKUP(ormicLoader::loader(), OrmGetVGADeviceLocationID))
         v["deviceLocationId"] = location(vga);
