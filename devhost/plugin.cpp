@@ -1,7 +1,7 @@
 // libtolma.so.2 opened with dlopen as a real host opens it, and the functions a host knows.
 #include "devhost/plugin.h"
 
-#include "bridge/tolma.h"
+#include "plugin/tolma.h"
 #include "devhost/host_error.h"
 
 #include <algorithm>
@@ -10,27 +10,9 @@
 namespace tolmahost {
 
 std::vector<std::string> const& knownResources() {
-    static std::vector<std::string> const names = {
-        "DeviceNotification",
-        "Screens",
-        "ScreenAtIndex",
-        "ScreensForMonitor",
-        "ScreensForPoint",
-        "PowerManagementSettings",
-        "SystemInformation",
-        "SystemProcesses",
-        "SystemUSBDevices",
-        "SystemApplications",
-        "SystemApplicationWindows",
-        "SystemKEXT",
-        "SystemPrinters",
-        "SystemLoginState",
-        "SystemLockState",
-        "SystemScreenSaver",
-        "SystemPreferredLanguage",
-        "SystemLoginItem",
-        "SystemEventLogBackup",
-    };
+#define TOLMA_RESOURCE_NAME(Name, Methods) #Name,
+    static std::vector<std::string> const names = {TOLMA_RESOURCES(TOLMA_RESOURCE_NAME)};
+#undef TOLMA_RESOURCE_NAME
     return names;
 }
 
@@ -40,13 +22,9 @@ bool isKnownResource(std::string const& name) {
 }
 
 std::vector<std::string> const& knownExtraFunctions() {
-    static std::vector<std::string> const names = {
-        "Setup",
-        "TearDown",
-        "TolmaResetSystemIdleTimer",
-        "TolmaDisablePowerManagementSettings",
-        "TolmaRestorePowerManagementSettings",
-    };
+#define TOLMA_FUNCTION_NAME(Name) #Name,
+    static std::vector<std::string> const names = {TOLMA_EXTRA_FUNCTIONS(TOLMA_FUNCTION_NAME)};
+#undef TOLMA_FUNCTION_NAME
     return names;
 }
 

@@ -1,7 +1,7 @@
 // One run of the host: the exports directory, the event listener, the plug-in set up and torn down.
 #pragma once
 
-#include "bridge/tolma.h"
+#include "plugin/tolma.h"
 #include "devhost/command_line.h"
 #include "devhost/exports_directory.h"
 #include "devhost/logging_library.h"

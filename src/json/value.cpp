@@ -188,8 +188,10 @@ void Value::setString(std::string const& text) {
     assignText(text.data(), text.size());
 }
 
+// The shared empties are never destroyed: a plug-in thread still running while the process exits
+// may read them after the static destructors have run.
 Value const& Value::s_null() {
-    static Value const null;
+    static Value const& null = *new Value();
     return null;
 }
 
@@ -366,18 +368,18 @@ double Value::toDouble(double def) const {
 }
 
 std::string const& Value::stringValue() const {
-    static std::string const empty;
+    static std::string const& empty = *new std::string();
     return type_ == Type::String ? static_cast<StringContainer const*>(payload_.container)->value
                                  : empty;
 }
 
 Value::Object const& Value::objectItems() const {
-    static Object const empty;
+    static Object const& empty = *new Object();
     return type_ == Type::Object ? objectRef() : empty;
 }
 
 Value::Array const& Value::arrayItems() const {
-    static Array const empty;
+    static Array const& empty = *new Array();
     return type_ == Type::Array ? arrayRef() : empty;
 }
 

@@ -1,10 +1,8 @@
 // The screen-change watcher: RandR event test, debounce, and delayed screen re-reads.
 #include "notification/native_event_filter.h"
 
-#include "bridge/tolma_logger.h"
 #include "fs/date_time.h"
 #include "platform/scrinfo2.h"
-#include "screen/screen_manager.h"
 
 #include <cstring>
 
@@ -27,6 +25,7 @@ constexpr char const* kNativeEventName = "_native_xcb_generic_event_t";
 constexpr std::uint64_t kDebounceMilliseconds = 50;
 
 std::atomic<NativeEventFilterLinux*> s_instance{nullptr};
+std::atomic<void (*)()> s_reRead{nullptr};
 
 std::uint64_t monotonicTicks() {
     return fs::Clock().ticks();
@@ -38,16 +37,22 @@ ScreenWatchActions DefaultScreenWatchActions() {
     ScreenWatchActions actions;
     actions.now = monotonicTicks;
     actions.delay = std::chrono::microseconds(3000000);
-    actions.update = [] { screen::ScreenManager::Instance().updateAndDispatchEvent(); };
+    actions.update = [] {
+        if (void (*reRead)() = s_reRead.load(std::memory_order_acquire))
+            reRead();
+    };
     return actions;
 }
 
+void BindScreenReRead(void (*reRead)()) {
+    s_reRead.store(reRead, std::memory_order_release);
+}
+
+// Destroyed at process exit like every singleton, in reverse order of construction: whoever binds
+// the re-read makes what it uses before this instance, so that the destructor below stops the
+// re-reads while all of that still exists.
 NativeEventFilterLinux& NativeEventFilterLinux::Instance() {
-    // What the re-reads use is made first, so that it is destroyed after the watcher has stopped
-    // them at exit.
-    static bool const ready = (screen::ScreenManager::Instance(), TolmaLogger::Instance(), true);
     static NativeEventFilterLinux instance;
-    (void)ready;
     s_instance.store(&instance, std::memory_order_release);
     return instance;
 }
@@ -67,7 +72,7 @@ NativeEventFilterLinux::~NativeEventFilterLinux() {
                                     static_cast<BridgeHelperEventObserver*>(this));
     NativeEventFilterLinux* self = this;
     s_instance.compare_exchange_strong(self, nullptr);
-    updates_.cancelAll();
+    stop();
 }
 
 void NativeEventFilterLinux::onEvent(char const* name, char const* data) {
@@ -87,6 +92,8 @@ void NativeEventFilterLinux::onEvent(char const* name, char const* data) {
         responseType != static_cast<unsigned>(base) + 1)
         return;
     std::lock_guard<std::mutex> const held(startMutex_);
+    if (!enabled_.load())
+        return; // stop() ran since the test above
     std::uint64_t const now = actions_.now();
     if ((now - lastStart_) / fs::Clock::kTicksPerMillisecond <= kDebounceMilliseconds)
         return;
@@ -98,7 +105,13 @@ void NativeEventFilterLinux::setScreenNotificationEnabled(bool enabled) {
     enabled_.store(enabled);
 }
 
-void NativeEventFilterLinux::cancelPendingUpdates() {
+void NativeEventFilterLinux::stop() {
+    enabled_.store(false);
+    {
+        // Waits for an event that is starting a task: it has either started it (cancelled below)
+        // or will find the watch off.
+        std::lock_guard<std::mutex> const held(startMutex_);
+    }
     updates_.cancelAll();
 }
 
@@ -114,9 +127,9 @@ void UnregisterScreenChangeNotification() {
     NativeEventFilterLinux::Instance().setScreenNotificationEnabled(false);
 }
 
-void CancelPendingScreenUpdates() {
+void StopScreenChangeNotification() {
     if (NativeEventFilterLinux* watcher = NativeEventFilterLinux::Existing())
-        watcher->cancelPendingUpdates();
+        watcher->stop();
 }
 
 } // namespace kavri::notification

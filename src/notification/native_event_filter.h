@@ -13,16 +13,19 @@
 namespace kavri::notification {
 
 // What the watcher does around an accepted event. The product reads the monotonic clock, waits
-// 3 s and asks the screen manager to re-read the screens; tests step the clock and shorten the
-// wait.
+// 3 s and runs the re-read bound with BindScreenReRead; tests step the clock and shorten the wait.
 struct ScreenWatchActions {
     std::function<std::uint64_t()> now;          // ticks of 100 ns
     std::chrono::microseconds delay{3000000};    // from event to re-read
     std::function<void()> update;                // the re-read
 };
 
-// The product's actions: fs::Clock, 3 s, ScreenManager::updateAndDispatchEvent.
+// The product's actions: fs::Clock, 3 s, and the bound re-read (nothing while none is bound).
 ScreenWatchActions DefaultScreenWatchActions();
+
+// What a delayed re-read does in the product. The watcher is mechanism only: the layer that owns
+// the screens binds it before it first switches the watch on.
+void BindScreenReRead(void (*reRead)());
 
 // Registered with the host for its native events for the whole of its life; the enabled flag
 // decides whether RandR events lead to re-reads. Events that arrive 50 ms or less after the last
@@ -41,8 +44,10 @@ public:
 
     void onEvent(char const* name, char const* data) override;
     void setScreenNotificationEnabled(bool enabled);
-    // Drops the re-reads still waiting and waits for one that is running (used by TearDown).
-    void cancelPendingUpdates();
+    // Switches the watch off, drops the re-reads still waiting and waits for one that is running.
+    // An event delivered meanwhile starts nothing, so when it returns no re-read runs until the
+    // watch is switched on again.
+    void stop();
     // Re-reads started and not yet joined.
     std::size_t pendingUpdates() const;
 
@@ -52,7 +57,9 @@ private:
     // on other threads than the one delivering events.
     std::atomic<bool> enabled_{false};
     std::atomic<std::int32_t> eventBase_{0};
-    std::mutex startMutex_; // guards lastStart_ if events ever come on several threads
+    // Guards lastStart_ and orders a start against stop(): an event that passed the enabled test
+    // before stop() either starts its task before stop() cancels, or sees the watch off.
+    std::mutex startMutex_;
     std::uint64_t lastStart_;
     DelayedTasks updates_;
 };
@@ -60,7 +67,8 @@ private:
 // Switch the reaction to screen changes on and off; the host registration stays.
 void RegisterScreenChangeNotification();
 void UnregisterScreenChangeNotification();
-// TearDown's step: no screen re-read runs or waits after it returns.
-void CancelPendingScreenUpdates();
+// TearDown's step: the watch is off and no screen re-read runs or waits after it returns. Creates
+// nothing when the watcher was never made.
+void StopScreenChangeNotification();
 
 } // namespace kavri::notification

@@ -1,10 +1,10 @@
 // The screen resources: selection by resource, then the shared Get, Put and Delete methods.
 #include "screen/screens.h"
 
-#include "notification/native_event_filter.h"
 #include "screen/screen_description.h"
 #include "screen/screen_manager.h"
 #include "screen/screen_parameters.h"
+#include "screen/screen_watch.h"
 
 #include <cstdint>
 #include <string>
@@ -70,7 +70,7 @@ void listScreensOnce(ScreenManager& manager) {
 // A fresh list, the watch switched on, and the list as the baseline of later changes.
 void listAndWatchScreens(ScreenManager& manager) {
     manager.update();
-    notification::RegisterScreenChangeNotification();
+    screen::WatchScreenChanges();
     manager.storeCurrentScreens();
 }
 
@@ -190,7 +190,7 @@ BridgeResult Screens::Put(BridgeData const&) {
 BridgeResult Screens::Delete(BridgeData const&) {
     uri += "Screens";
     ScreenManager::Instance().release();
-    notification::UnregisterScreenChangeNotification();
+    screen::UnwatchScreenChanges();
     return BridgeResultOK(Value());
 }
 

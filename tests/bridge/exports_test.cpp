@@ -2,6 +2,7 @@
 #include "elf_dynamic.h"
 #include "host_record.h"
 #include "plugin_library.h"
+#include "plugin/resources.h"
 
 #include <algorithm>
 #include <dlfcn.h>
@@ -21,45 +22,16 @@ struct ResourceRow {
     char const* served; // letters of G, U (put), P (post), D
 };
 
-std::vector<ResourceRow> const kResources = {
-    {"DeviceNotification", "GUD"},     {"Screens", "GUD"},
-    {"ScreenAtIndex", "GUD"},          {"ScreensForMonitor", "GUD"},
-    {"ScreensForPoint", "GUD"},        {"PowerManagementSettings", "UPD"},
-    {"SystemInformation", "G"},        {"SystemProcesses", "G"},
-    {"SystemUSBDevices", "G"},         {"SystemApplications", "G"},
-    {"SystemApplicationWindows", "G"}, {"SystemKEXT", "G"},
-    {"SystemPrinters", "G"},           {"SystemLoginState", "G"},
-    {"SystemLockState", "G"},          {"SystemScreenSaver", "GD"},
-    {"SystemPreferredLanguage", "G"},  {"SystemLoginItem", "U"},
-    {"SystemEventLogBackup", "P"},
-};
+#define TOLMA_RESOURCE_ROW(Name, Methods) {#Name, Methods},
+std::vector<ResourceRow> const kResources = {TOLMA_RESOURCES(TOLMA_RESOURCE_ROW)};
+#undef TOLMA_RESOURCE_ROW
 
-std::set<std::string> const kExports = {
-    "DeviceNotification",
-    "Screens",
-    "ScreenAtIndex",
-    "ScreensForMonitor",
-    "ScreensForPoint",
-    "PowerManagementSettings",
-    "SystemInformation",
-    "SystemProcesses",
-    "SystemUSBDevices",
-    "SystemApplications",
-    "SystemApplicationWindows",
-    "SystemKEXT",
-    "SystemPrinters",
-    "SystemLoginState",
-    "SystemLockState",
-    "SystemScreenSaver",
-    "SystemPreferredLanguage",
-    "SystemLoginItem",
-    "SystemEventLogBackup",
-    "Setup",
-    "TearDown",
-    "TolmaResetSystemIdleTimer",
-    "TolmaDisablePowerManagementSettings",
-    "TolmaRestorePowerManagementSettings",
-};
+#define TOLMA_RESOURCE_NAME(Name, Methods) #Name,
+#define TOLMA_FUNCTION_NAME(Name) #Name,
+std::set<std::string> const kExports = {TOLMA_RESOURCES(TOLMA_RESOURCE_NAME)
+                                            TOLMA_EXTRA_FUNCTIONS(TOLMA_FUNCTION_NAME)};
+#undef TOLMA_RESOURCE_NAME
+#undef TOLMA_FUNCTION_NAME
 
 // The plug-in opened once for the whole suite, as a host opens it.
 class PluginTest : public ::testing::Test {

@@ -88,7 +88,7 @@ protected:
     }
     void TearDown() override {
         SimPageBridgeSetListener(nullptr, nullptr);
-        kavri::notification::CancelPendingScreenUpdates();
+        kavri::notification::StopScreenChangeNotification();
         SimWorldReset();
     }
 
@@ -162,6 +162,7 @@ TEST_F(ScreenStress, RequestsRunCleanWhileScreensChangeAndReReadsRun) {
     for (int delayMs = 1; delayMs <= 3; ++delayMs) {
         kavri::notification::ScreenWatchActions actions =
             kavri::notification::DefaultScreenWatchActions();
+        actions.update = [] { ScreenManager::Instance().updateAndDispatchEvent(); };
         actions.delay = std::chrono::milliseconds(delayMs);
         watchers.push_back(std::make_unique<NativeEventFilterLinux>(actions));
         watchers.back()->setScreenNotificationEnabled(true);

@@ -1,0 +1,58 @@
+// Everything libtolma.so.2 exports: one line per resource over its class, and the extra calls.
+#include "plugin/tolma.h"
+
+#include "notification/device_notification.h"
+#include "notification/native_event_filter.h"
+#include "screen/screens.h"
+#include "system/power_management.h"
+#include "system/system_resources.h"
+
+#include <new>
+
+#define TOLMA_EXPORT extern "C" __attribute__((visibility("default")))
+
+#define TOLMA_DEFINE_RESOURCE(Name, Methods)                                                       \
+    TOLMA_EXPORT int Name(char const* a1, char const* a2, char const* a3, char const* a4) {        \
+        return Serve<kavri::bridge::Name>(a1, a2, a3, a4);                                         \
+    }
+TOLMA_RESOURCES(TOLMA_DEFINE_RESOURCE)
+#undef TOLMA_DEFINE_RESOURCE
+
+namespace {
+
+// The host's own calls return nothing to report into: whatever fails inside stays here.
+template <typename Step>
+void guarded(Step step) noexcept {
+    try {
+        step();
+    } catch (...) {
+    }
+}
+
+} // namespace
+
+TOLMA_EXPORT void Setup(void) {
+    guarded([] { kavri::notification::RegisterSystemChangeNotification(); });
+}
+
+// The host may unload the plug-in next: afterwards no thread of the plug-in runs (no device
+// watcher, no screen re-read waiting or running) until the page asks again.
+TOLMA_EXPORT void TearDown(void) {
+    guarded([] { kavri::notification::UnregisterSystemChangeNotification(); });
+    guarded([] { kavri::notification::UnregisterDeviceChangeNotification(); });
+    guarded([] { kavri::notification::StopScreenChangeNotification(); });
+}
+
+// The idle timer needs no reset on this platform.
+TOLMA_EXPORT void TolmaResetSystemIdleTimer(void) {}
+
+// The desktop settings are not written by this build yet: the record says nothing was saved.
+TOLMA_EXPORT TolmaPowerManagementBackup* TolmaDisablePowerManagementSettings(void) {
+    TolmaPowerManagementBackup* backup = nullptr;
+    guarded([&backup] { backup = new TolmaPowerManagementBackup(); });
+    return backup;
+}
+
+TOLMA_EXPORT void TolmaRestorePowerManagementSettings(TolmaPowerManagementBackup* backup) {
+    guarded([backup] { delete backup; });
+}
