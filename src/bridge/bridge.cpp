@@ -2,6 +2,7 @@
 #include "bridge/bridge.h"
 
 #include "bridge/tolma_logger.h"
+#include "fs/strings.h"
 
 namespace kavri {
 
@@ -16,6 +17,18 @@ std::string Bridge::logMethod(pocketjson::Value const& options) {
     if (method == "PUT" || method == "POST" || method == "DELETE")
         return method;
     return "GET";
+}
+
+std::string Bridge::uriText(std::string const& pageText) {
+    std::string text;
+    LoggerBase::appendEscaped(text, pageText, kMaxUriSelectorBytes);
+    return text;
+}
+
+void BridgeCheckPageText(std::string const& text, std::string const& name) {
+    BridgeCheckRequestCondition(text.find('\0') == std::string::npos,
+                                name + " must not contain a NUL character.");
+    BridgeCheckRequestCondition(string::is_utf8(text), name + " is not valid UTF-8.");
 }
 
 void Bridge::onEndBridge(BridgeData const& data, BridgeResult const& result) {

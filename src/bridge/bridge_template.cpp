@@ -32,10 +32,48 @@ Method selectMethod(Value const& options) {
     return Method::Get;
 }
 
-// A malformed argument never fails the request: the field keeps what the parser produced.
-void parseArgument(pocketjson::Parser& parser, char const* text, Value& field) {
-    if (text != nullptr)
-        parser.parse(text, std::strlen(text), field);
+// Whether the arrays and objects of `text` open deeper than `limit`. Brackets inside strings do
+// not count; text after the value the parser would stop at does, which only ever refuses more.
+bool nestsDeeperThan(char const* text, std::size_t size, std::size_t limit) {
+    std::size_t depth = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < size; ++i) {
+        char const c = text[i];
+        if (inString) {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > limit)
+                return true;
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return false;
+}
+
+// Parses one argument into its field, unless it lies beyond the limits: then the field stays
+// null and `refusal` says why (the first refused argument wins). A malformed argument never
+// fails the request: the field keeps what the parser produced.
+void parseArgument(pocketjson::Parser& parser, char const* text, char const* ordinal,
+                   Value& field, std::string& refusal) {
+    if (text == nullptr)
+        return;
+    std::size_t const size = strnlen(text, kMaxArgumentBytes + 1);
+    char const* problem = nullptr;
+    if (size > kMaxArgumentBytes)
+        problem = " argument is too large.";
+    else if (nestsDeeperThan(text, size, kMaxArgumentDepth))
+        problem = " argument is nested too deeply.";
+    if (problem == nullptr) {
+        parser.parse(text, size, field);
+    } else if (refusal.empty()) {
+        refusal = std::string(ordinal) + problem;
+    }
 }
 
 } // namespace
@@ -68,12 +106,15 @@ bool BridgeTemplate::answerText(BridgeResult const& result, std::string& text) {
 BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const* a3,
                                      char const* a4) {
     BridgeData data;
-    pocketjson::Parser parser;
-    parseArgument(parser, a1, data.options);
-    parseArgument(parser, a2, data.parameters);
-    parseArgument(parser, a3, data.query);
-    parseArgument(parser, a4, data.body);
-    if (data.body.isNull() && a4 != nullptr && *a4 != '\0')
+    std::string refusal;
+    {
+        pocketjson::Parser parser;
+        parseArgument(parser, a1, "1st", data.options, refusal);
+        parseArgument(parser, a2, "2nd", data.parameters, refusal);
+        parseArgument(parser, a3, "3rd", data.query, refusal);
+        parseArgument(parser, a4, "4th", data.body, refusal);
+    }
+    if (refusal.empty() && data.body.isNull() && a4 != nullptr && *a4 != '\0')
         data.body = Value(std::string(a4));
 
     Method const method = selectMethod(data.options);
@@ -81,6 +122,7 @@ BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const*
 
     BridgeResult result;
     try {
+        BridgeCheckRequestCondition(refusal.empty(), refusal);
         switch (method) {
         case Method::Get:
             result = Get(data);

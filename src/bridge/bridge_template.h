@@ -4,6 +4,7 @@
 #include "bridge/bridge_result.h"
 #include "json/value.h"
 
+#include <cstddef>
 #include <string>
 
 // The request record: one parsed value per argument of the exported function.
@@ -13,6 +14,12 @@ struct BridgeData {
     pocketjson::Value query;      // 3rd argument: options of the request
     pocketjson::Value body;       // 4th argument: content; raw text when it is not JSON
 };
+
+// What one argument may bring. Larger or deeper text is refused with 400 "BadRequestError"
+// ("4th argument is too large.", "2nd argument is nested too deeply.") before it is parsed, inside
+// the normal cycle: one promise, one answer, one log line, and no handler runs.
+constexpr std::size_t kMaxArgumentBytes = std::size_t{16} << 20;
+constexpr std::size_t kMaxArgumentDepth = 1000;
 
 // Base of every resource. The four method operations answer 405 "MethodError" unless a resource
 // overrides them.

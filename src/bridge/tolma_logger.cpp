@@ -1,6 +1,7 @@
 // The logger: finding the logging library, and the exact text of request and event lines.
 #include "bridge/tolma_logger.h"
 
+#include "fs/strings.h"
 #include "platform/ostrana2.h"
 
 #include <cinttypes>
@@ -13,7 +14,54 @@ namespace {
 constexpr std::int32_t kLevelSuccess = 0;
 constexpr std::int32_t kLevelFailure = 3;
 
+// The escape of a byte that would end or split a line's field; null for every other byte.
+char const* fieldBreakEscape(char c) {
+    switch (c) {
+    case '\r':
+        return "%0D";
+    case '\n':
+        return "%0A";
+    case '\t':
+        return "%09";
+    case '\0':
+        return "%00";
+    default:
+        return nullptr;
+    }
+}
+
 } // namespace
+
+std::string LoggerBase::escapeLineBreaks(std::string const& text) {
+    std::string out;
+    appendEscaped(out, text, std::string::npos);
+    return out;
+}
+
+void LoggerBase::appendEscaped(std::string& out, std::string const& text, std::size_t limit) {
+    std::size_t i = 0;
+    while (i < text.size()) {
+        char const* escape = fieldBreakEscape(text[i]);
+        // A character is its lead byte and the continuation bytes that follow it, up to the
+        // length the lead byte announces; a line-break byte is never a continuation byte.
+        std::size_t length = 1;
+        if (escape == nullptr) {
+            std::size_t const announced =
+                string::utf8_sequence_length(static_cast<unsigned char>(text[i]));
+            while (length < announced && i + length < text.size() &&
+                   (static_cast<unsigned char>(text[i + length]) & 0xC0) == 0x80)
+                ++length;
+        }
+        std::size_t const written = escape != nullptr ? 3 : length;
+        if (limit != std::string::npos && out.size() + written > limit)
+            return;
+        if (escape != nullptr)
+            out.append(escape, 3);
+        else
+            out.append(text, i, length);
+        i += length;
+    }
+}
 
 LoggerBase::LoggerBase(std::string loggerName) : name(std::move(loggerName)) {}
 
@@ -21,7 +69,7 @@ std::string LoggerBase::resultLine(std::string const& method, std::string const&
                                    BridgeResult const& result) {
     bool const success = result.statusCode >= 200 && result.statusCode <= 299;
     std::string line = "statusCode:" + std::to_string(static_cast<int>(result.statusCode)) +
-                       "\tmethod:" + method + "\turi:" + uri;
+                       "\tmethod:" + method + "\turi:" + escapeLineBreaks(uri);
     if (success) {
         line += "\tmsg:Success";
         return line;

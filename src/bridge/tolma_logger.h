@@ -4,6 +4,7 @@
 #include "bridge/bridge_result.h"
 #include "loader/dynamic_library.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -22,9 +23,16 @@ public:
     // "event:E\tmsg:T" at level 3.
     void logEvent(std::string const& event, std::string const& message);
 
-    // The text of a request line, without delivering it.
+    // The text of a request line, without delivering it. The uri goes through escapeLineBreaks.
     static std::string resultLine(std::string const& method, std::string const& uri,
                                   BridgeResult const& result);
+
+    // Page text as it may stand in a line: CR, LF, TAB and NUL written as %0D, %0A, %09 and %00,
+    // so that one request is always one line of its own fields. Every other byte stays.
+    static std::string escapeLineBreaks(std::string const& text);
+    // As escapeLineBreaks, appended to `out`, but only whole characters of `text` (a UTF-8
+    // sequence, or one byte that starts none) while `out` stays within `limit` bytes.
+    static void appendEscaped(std::string& out, std::string const& text, std::size_t limit);
 
     std::string const name;
 

@@ -1,6 +1,7 @@
-// string::split, string::to<T> and string::system_to_utf8: small text helpers.
+// string::split, string::to<T>, string::system_to_utf8 and string::is_utf8: small text helpers.
 #pragma once
 
+#include <cstddef>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -30,5 +31,13 @@ T to(std::string const& text) {
 // Text from the system's encoding in UTF-8. The system encoding is UTF-8 on this platform, so the
 // text is returned unchanged.
 std::string system_to_utf8(std::string const& text);
+
+// Whether `text` is strict UTF-8: no overlong forms, no surrogates (U+D800 to U+DFFF), nothing
+// above U+10FFFF, no truncated sequence. A NUL byte is valid UTF-8 (U+0000).
+bool is_utf8(std::string const& text);
+
+// The length of the UTF-8 sequence that the lead byte `c` starts (2 to 4), or 1 for an ASCII
+// byte and for a byte that cannot lead one.
+std::size_t utf8_sequence_length(unsigned char c);
 
 } // namespace string

@@ -81,20 +81,21 @@ void requireFound(std::vector<MiScreen*> const& screens) {
 
 MiScreen* selectAtIndex(BridgeData const& data, std::string& uri) {
     Value const& selector = data.parameters["index"];
-    uri += "Screens/" + screen::SelectorText(selector);
+    uri += "Screens/" + Bridge::uriText(screen::SelectorText(selector));
     ScreenManager& manager = ScreenManager::Instance();
     listScreensOnce(manager);
     std::vector<MiScreen*> const screens = manager.getScreens();
-    std::uint32_t index = 0;
-    BridgeCheckRequestCondition(screen::ReadScreenIndex(selector, index) && index < screens.size(),
-                                "index is invalid.");
+    std::uint32_t const index = screen::ReadScreenIndex(selector);
+    BridgeCheckRequestCondition(index < screens.size(), "index is invalid.");
     return screens[index];
 }
 
 std::vector<MiScreen*> selectForMonitor(BridgeData const& data, std::string& uri) {
     std::string const product = data.parameters["product"].toString("");
     std::string const serial = data.parameters["serial"].toString("");
-    uri += "Screens/" + product + "/" + serial;
+    uri += "Screens/" + Bridge::uriText(product) + "/" + Bridge::uriText(serial);
+    BridgeCheckPageText(product, "product");
+    BridgeCheckPageText(serial, "serial");
     ScreenManager& manager = ScreenManager::Instance();
     listScreensOnce(manager);
     std::vector<MiScreen*> screens = manager.getScreensForMonitor(product, serial);
@@ -104,7 +105,7 @@ std::vector<MiScreen*> selectForMonitor(BridgeData const& data, std::string& uri
 
 std::vector<MiScreen*> selectForPoint(BridgeData const& data, std::string& uri) {
     Value const& selector = data.parameters["point"];
-    uri += "Screens/" + screen::SelectorText(selector);
+    uri += "Screens/" + Bridge::uriText(screen::SelectorText(selector));
     int x = 0;
     int y = 0;
     BridgeCheckRequestCondition(screen::ReadScreenPoint(selector.toString(""), x, y),
@@ -132,6 +133,7 @@ BridgeResult ScreensPutMethod(std::vector<MiScreen*> const& screens, Value const
     bool const setsGamma = data.contains("gamma");
     if (setsProfile) {
         std::string const path = data["profile"].toString("");
+        BridgeCheckPageText(path, "profile");
         bool done = true;
         for (MiScreen* screen : screens)
             done = manager.setScreenProfile(screen, path) && done;
@@ -160,6 +162,7 @@ BridgeResult ScreensDeleteMethod(std::vector<MiScreen*> const& screens, Value co
         return BridgeResultOK(Value());
     ScreenManager& manager = ScreenManager::Instance();
     std::string const path = data["profile"].toString("");
+    BridgeCheckPageText(path, "profile");
     bool done = true;
     for (MiScreen* screen : screens)
         done = manager.removeScreenProfile(screen, path) && done;

@@ -159,6 +159,15 @@ TEST_F(ScreenAtIndex, EveryIndexFormSelectsItsScreen) {
         {R"("01")", "01", "b"},
         {R"("00")", "00", "a"},
         {R"("1")", "1", "b"},
+        // Strings read as strtoll reads them: leading blanks and a sign, and "" as 0.
+        {R"("+1")", "+1", "b"},
+        {R"(" 1")", " 1", "b"},
+        {R"(" \t+0x2")", " %09+0x2", "c"},
+        {R"("\n1")", "%0A1", "b"},
+        {R"("")", "", "a"},
+        {R"("-0")", "-0", "a"},
+        // A real that rounds to zero from below is zero.
+        {"-0.4", "-0.40000000000000002", "a"},
     };
     for (Row const& row : rows) {
         std::string const parameters = std::string(R"({"index":)") + row.index + "}";
@@ -194,13 +203,15 @@ TEST_F(ScreenAtIndex, BadIndexFormsAreInvalidForEveryMethod) {
         {R"({"index":-1})", "-1"},
         {R"({"index":4294967296})", "4294967296"},
         {R"({"index":2.5})", "2.5"},
-        {R"({"index":-0.4})", "-0.40000000000000002"},
         {R"({"index":4294967295.5})", "4294967295.5"},
-        {R"({"index":"+1"})", "+1"},
-        {R"({"index":" 1"})", " 1"},
         {R"({"index":"1a"})", "1a"},
         {R"({"index":"-1"})", "-1"},
-        {R"({"index":""})", ""},
+        {R"({"index":" "})", " "},
+        {R"({"index":"1 "})", "1 "},
+        {R"({"index":"\u00000"})", "%000"},
+        {R"({"index":"0\u0000"})", "0%00"},
+        {R"({"index":"-4294967295"})", "-4294967295"},
+        {R"({"index":"0x100000000"})", "0x100000000"},
         {R"({"index":"0x"})", "0x"},
         {R"({"index":"08"})", "08"},
         {R"({"index":"010"})", "010"},
