@@ -120,6 +120,9 @@ size_t SimScrinfoStaleHandleCount(void);
 size_t SimScrinfoFindScreensCount(void);
 /* Both counts back to 0. */
 void SimScrinfoResetCounts(void);
+/* MiFindScreens sleeps this long before it reads the world (0, the default: no wait), so that a
+   screen re-read can be caught while it runs. */
+void SimScrinfoSetFindScreensDelay(uint32_t milliseconds);
 
 /* ---- libormic_x64.so.1 -------------------------------------------------------------------------
    Answers the world's system facts as they are at each call; a snapshot holds the world as it was

@@ -8,12 +8,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 // The list is a copy of the world's screens taken by MiFindScreens. Handles are tokens, not
@@ -42,6 +44,7 @@ struct State {
     std::uintptr_t nextToken = 0x5C2E000000010;
     std::size_t staleUses = 0;
     std::size_t findCalls = 0;
+    std::atomic<std::uint32_t> findDelayMs{0};
 };
 
 State& state() {
@@ -183,6 +186,8 @@ extern "C" {
 
 void MiFindScreens(void) {
     State& s = state();
+    if (std::uint32_t const delay = s.findDelayMs.load())
+        std::this_thread::sleep_for(std::chrono::milliseconds(delay));
     sim::Snapshot const w = sim::world().snapshot();
     bool const fail = fails("MiFindScreens"); // a failed search lists no screen
     std::lock_guard<std::mutex> lock(s.mutex);
@@ -502,6 +507,10 @@ size_t SimScrinfoFindScreensCount(void) {
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
     return s.findCalls;
+}
+
+void SimScrinfoSetFindScreensDelay(uint32_t milliseconds) {
+    state().findDelayMs.store(milliseconds);
 }
 
 void SimScrinfoResetCounts(void) {
