@@ -36,7 +36,7 @@ bool validUtf8(std::string const& text) {
         std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
         if (n == 0 || i + n > text.size())
             return false;
-        std::uint32_t cp = n == 1 ? c : c & (0x7F >> n);
+        std::uint32_t cp = n == 1 ? c : (c & (0x7Fu >> n));
         for (std::size_t k = 1; k < n; ++k) {
             auto const b = static_cast<unsigned char>(text[i + k]);
             if ((b & 0xC0) != 0x80)
