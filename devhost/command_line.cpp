@@ -2,9 +2,9 @@
 #include "devhost/command_line.h"
 
 #include "devhost/host_error.h"
-#include "devhost/plugin.h"
 #include "json/parser.h"
 #include "json/serializer.h"
+#include "sim/host/plugin.h"
 
 #include <charconv>
 #include <cmath>
@@ -163,7 +163,7 @@ CallRequest parseCallWords(std::vector<std::string> const& words, std::string co
         throw UsageError(context + "which resource? (see 'resources')");
     CallRequest request;
     request.resource = words[0];
-    if (!isKnownResource(request.resource))
+    if (!sim::host::isResource(request.resource))
         throw UsageError(context + "unknown resource '" + request.resource +
                          "' (see 'resources' for the list)");
     std::string chosenMethod = method.empty() ? "get" : method;

@@ -4,11 +4,11 @@
 #include "devhost/command_line.h"
 #include "devhost/events.h"
 #include "devhost/host_error.h"
-#include "devhost/plugin.h"
 #include "devhost/printer.h"
 #include "devhost/request.h"
 #include "devhost/session.h"
 #include "devhost/world_control.h"
+#include "sim/host/plugin.h"
 
 #include <chrono>
 #include <cmath>
@@ -227,8 +227,8 @@ void Interpreter::help(std::vector<std::string> const& words) {
 }
 
 void printExports(Session& session) {
-    Plugin const& plugin = session.plugin();
-    std::vector<std::string> const& resources = knownResources();
+    sim::host::Plugin const& plugin = session.plugin();
+    std::vector<std::string> const& resources = sim::host::resourceNames();
     std::string text;
     std::size_t exported = 0;
     for (std::string const& name : resources) {
@@ -238,7 +238,7 @@ void printExports(Session& session) {
     }
     text = "the plug-in exports " + std::to_string(exported) + " of " +
            std::to_string(resources.size()) + " resources:" + text + "\nand the functions:";
-    for (std::string const& name : knownExtraFunctions())
+    for (std::string const& name : sim::host::extraFunctionNames())
         text += "\n  " + name + (plugin.symbol(name) != nullptr ? "" : " (not exported)");
     Printer::instance().print(text);
 }

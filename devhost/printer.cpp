@@ -1,9 +1,9 @@
 // Everything the host prints: answers, log lines, events and its own notes, from any thread.
 #include "devhost/printer.h"
 
-#include "devhost/logging_library.h"
 #include "json/parser.h"
 #include "json/serializer.h"
+#include "sim/host/recorded.h"
 
 #include <cstdio>
 
@@ -44,7 +44,7 @@ void Printer::setTimestamps(bool on) {
     timestamps_ = on;
 }
 
-void Printer::setLogSource(LoggingLibrary const* log, bool show) {
+void Printer::setLogSource(sim::host::LoggingStandIn const* log, bool show) {
     std::lock_guard<std::mutex> lock(mutex_);
     log_ = log;
     showLog_ = show;
@@ -119,8 +119,7 @@ void Printer::printLocked(std::string const& text) {
 void Printer::flushLogLocked() {
     if (log_ == nullptr)
         return;
-    LogLine line;
-    while (log_->lineAt(logCursor_, line)) {
+    for (sim::LogLine const& line : log_->lines(logCursor_)) {
         ++logCursor_;
         if (showLog_)
             printLocked("log [" + line.name + "] " + std::to_string(line.level) + ": " + line.line);

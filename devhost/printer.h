@@ -7,9 +7,11 @@
 #include <mutex>
 #include <string>
 
-namespace tolmahost {
+namespace sim::host {
+class LoggingStandIn;
+} // namespace sim::host
 
-class LoggingLibrary;
+namespace tolmahost {
 
 // Writes whole lines to standard output under one lock, so that events pushed by the plug-in's
 // threads never cut into an answer. In a session each line starts with the seconds since the
@@ -20,7 +22,7 @@ public:
 
     void setTimestamps(bool on);
     // Log lines come from `log` (NULL: none) from its current end on; `show` false skips them.
-    void setLogSource(LoggingLibrary const* log, bool show);
+    void setLogSource(sim::host::LoggingStandIn const* log, bool show);
     // Shown again after anything printed while the session waits for a command ("" = none).
     void setPrompt(std::string prompt);
     void showPrompt();
@@ -45,7 +47,7 @@ private:
     std::mutex mutex_;
     std::chrono::steady_clock::time_point const start_;
     bool timestamps_ = false;
-    LoggingLibrary const* log_ = nullptr;
+    sim::host::LoggingStandIn const* log_ = nullptr;
     bool showLog_ = true;
     std::size_t logCursor_ = 0;
     std::string prompt_;

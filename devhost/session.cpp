@@ -10,7 +10,34 @@
 
 namespace tolmahost {
 
-Session::Listening::Listening(LoggingLibrary const& log, bool showLog) {
+namespace {
+
+// The exports directory, with the host's wording of what is wrong with it.
+std::unique_ptr<sim::host::ExportsDirectory> exportsDirectory(HostOptions const& options) {
+    try {
+        return std::make_unique<sim::host::ExportsDirectory>(options.exportsDirectory,
+                                                             options.absentLibraries);
+    } catch (sim::host::ExportsError const& error) {
+        if (error.problem() == sim::host::ExportsError::Problem::UnknownLibrary)
+            throw HostError(std::string("--absent ") + error.what());
+        throw HostError(error.what());
+    }
+}
+
+// Loaded, with Setup and TearDown exported, or a HostError.
+std::unique_ptr<sim::host::Plugin> loadPlugin(std::string const& path) {
+    auto plugin = std::make_unique<sim::host::Plugin>();
+    if (!plugin->open(path))
+        throw HostError("cannot load the plug-in: " +
+                        (plugin->error().empty() ? path : plugin->error()));
+    if (plugin->symbol("Setup") == nullptr || plugin->symbol("TearDown") == nullptr)
+        throw HostError(path + " does not export Setup and TearDown");
+    return plugin;
+}
+
+} // namespace
+
+Session::Listening::Listening(sim::host::LoggingStandIn const& log, bool showLog) {
     Printer::instance().setLogSource(&log, showLog);
     EventBoard::instance().listen();
 }
@@ -22,19 +49,20 @@ Session::Listening::~Listening() {
 
 Session::Session(HostOptions options, bool narrating)
     : options_(std::move(options)), narrate_(narrating) {
-    exports_ =
-        std::make_unique<ExportsDirectory>(options_.exportsDirectory, options_.absentLibraries);
+    exports_ = exportsDirectory(options_);
+    exportsPath_ = std::make_unique<sim::host::ExportsPathScope>(exports_->path());
     narrate("exports directory " + exports_->path());
     if (!options_.worldFile.empty()) {
         loadWorldFile(options_.worldFile);
         narrate("world " + options_.worldFile);
     }
-    log_ = std::make_unique<LoggingLibrary>(exports_->path());
-    if (!log_->available() && options_.showLog)
+    log_ =
+        std::make_unique<sim::host::LoggingStandIn>(sim::host::loggingLibraryIn(exports_->path()));
+    if (!log_->loaded() && options_.showLog)
         std::fprintf(stderr, "tolmahost: no logging library at %s; no log lines are shown\n",
                      log_->path().c_str());
     listening_ = std::make_unique<Listening>(*log_, options_.showLog);
-    plugin_ = std::make_unique<Plugin>(options_.pluginPath);
+    plugin_ = loadPlugin(options_.pluginPath);
     narrate("loaded " + plugin_->path());
     plugin_->setup();
     narrate("Setup()");
@@ -63,8 +91,8 @@ void Session::narrate(std::string const& text) const {
 }
 
 void Session::resetIdleTimer() {
-    auto const reset = reinterpret_cast<decltype(&TolmaResetSystemIdleTimer)>(
-        plugin_->symbol("TolmaResetSystemIdleTimer"));
+    auto const reset =
+        plugin_->function<decltype(&TolmaResetSystemIdleTimer)>("TolmaResetSystemIdleTimer");
     if (reset == nullptr)
         throw HostError(plugin_->path() + " does not export TolmaResetSystemIdleTimer");
     reset();
@@ -73,8 +101,8 @@ void Session::resetIdleTimer() {
 }
 
 void Session::disablePowerSettings() {
-    auto const disable = reinterpret_cast<decltype(&TolmaDisablePowerManagementSettings)>(
-        plugin_->symbol("TolmaDisablePowerManagementSettings"));
+    auto const disable = plugin_->function<decltype(&TolmaDisablePowerManagementSettings)>(
+        "TolmaDisablePowerManagementSettings");
     if (disable == nullptr)
         throw HostError(plugin_->path() + " does not export TolmaDisablePowerManagementSettings");
     if (powerSaved_)
@@ -87,8 +115,8 @@ void Session::disablePowerSettings() {
 }
 
 void Session::restorePowerSettings() {
-    auto const restore = reinterpret_cast<decltype(&TolmaRestorePowerManagementSettings)>(
-        plugin_->symbol("TolmaRestorePowerManagementSettings"));
+    auto const restore = plugin_->function<decltype(&TolmaRestorePowerManagementSettings)>(
+        "TolmaRestorePowerManagementSettings");
     if (restore == nullptr)
         throw HostError(plugin_->path() + " does not export TolmaRestorePowerManagementSettings");
     if (!powerSaved_)

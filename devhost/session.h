@@ -3,9 +3,9 @@
 
 #include "plugin/tolma.h"
 #include "devhost/command_line.h"
-#include "devhost/exports_directory.h"
-#include "devhost/logging_library.h"
-#include "devhost/plugin.h"
+#include "sim/host/exports_directory.h"
+#include "sim/host/plugin.h"
+#include "sim/host/recorded.h"
 
 #include <memory>
 #include <string>
@@ -23,7 +23,7 @@ public:
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
 
-    Plugin& plugin() { return *plugin_; }
+    sim::host::Plugin& plugin() { return *plugin_; }
     HostOptions const& options() const { return options_; }
 
     // Prints "host: TEXT" when narrating.
@@ -39,7 +39,7 @@ private:
     // Events are printed while it lives; its end also stops reading the logging library.
     class Listening {
     public:
-        explicit Listening(LoggingLibrary const& log, bool showLog);
+        explicit Listening(sim::host::LoggingStandIn const& log, bool showLog);
         ~Listening();
         Listening(Listening const&) = delete;
         Listening& operator=(Listening const&) = delete;
@@ -47,10 +47,11 @@ private:
 
     HostOptions options_;
     bool narrate_;
-    std::unique_ptr<ExportsDirectory> exports_;
-    std::unique_ptr<LoggingLibrary> log_;
+    std::unique_ptr<sim::host::ExportsDirectory> exports_;
+    std::unique_ptr<sim::host::ExportsPathScope> exportsPath_;
+    std::unique_ptr<sim::host::LoggingStandIn> log_;
     std::unique_ptr<Listening> listening_;
-    std::unique_ptr<Plugin> plugin_;
+    std::unique_ptr<sim::host::Plugin> plugin_;
     TolmaPowerManagementBackup* powerBackup_ = nullptr;
     bool powerSaved_ = false;
 };

@@ -3,6 +3,7 @@
 #include "platform/ostrana2.h"
 #include "sim/sim_control.h"
 #pragma GCC visibility pop
+#include "sim/records.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -19,12 +20,6 @@ struct OstranaLogger {
 
 namespace {
 
-struct Line {
-    std::int32_t level;
-    std::string name;
-    std::string text;
-};
-
 bool echoFromEnvironment() {
     char const* const value = std::getenv("TOLMA_SIM_OSTRANA_ECHO");
     return value != nullptr && value[0] != '\0' && std::strcmp(value, "0") != 0;
@@ -38,7 +33,7 @@ struct State {
     bool echo = echoFromEnvironment();
     std::size_t getLoggerCalls = 0;
     std::size_t violations = 0;
-    std::deque<Line> lines; // a deque never moves its elements: pointers stay valid
+    std::deque<sim::LogLine> lines; // a deque never moves its elements: pointers stay valid
 };
 
 // Never destroyed: the plug-in may log from its own static destructors at exit.
@@ -74,7 +69,7 @@ void ostrana_log(OstranaLogger* logger, const char* name, int32_t level, const c
         reportViolation(s, "ostrana_log with a NULL name or line");
         return;
     }
-    s.lines.push_back(Line{level, name, line});
+    s.lines.push_back(sim::LogLine{level, name, line});
     if (s.echo)
         std::fprintf(stderr, "[%s] %d: %s\n", name, level, line);
     s.grown.notify_all();
@@ -114,7 +109,7 @@ int32_t SimOstranaLineAt(size_t index, int32_t* level, const char** name, const 
         return -1;
     *level = s.lines[index].level;
     *name = s.lines[index].name.c_str();
-    *line = s.lines[index].text.c_str();
+    *line = s.lines[index].line.c_str();
     return 0;
 }
 

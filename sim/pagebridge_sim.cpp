@@ -3,6 +3,7 @@
 #include "platform/pagebridge.h"
 #include "sim/sim_control.h"
 #pragma GCC visibility pop
+#include "sim/records.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,16 +20,8 @@
 
 namespace {
 
-struct Response {
-    std::int32_t promiseId;
-    std::int32_t statusCode;
-    std::string json;
-};
-
-struct Event {
-    std::string name;
-    std::string json;
-};
+using sim::Event;
+using sim::Response;
 
 // One registration. `running` holds the thread of every call under way, so that a removal can
 // wait for the calls on other threads while a callback may still remove itself.

@@ -1,11 +1,10 @@
 // libtolma.so.2 loaded like a host loads it: its symbol table, and every resource answering.
 #include "elf_dynamic.h"
-#include "host_record.h"
-#include "plugin_library.h"
-#include "plugin/resources.h"
+#include "plugin_test.h"
+#include "sim/host/plugin.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
-#include <algorithm>
-#include <dlfcn.h>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,74 +13,32 @@
 
 namespace {
 
-using test::ResourceFunction;
+using test::PluginTest;
+
+// Every name the plug-in exports: its resources and the other functions a host calls.
+std::set<std::string> exportedNames() {
+    std::set<std::string> names(sim::host::resourceNames().begin(),
+                                sim::host::resourceNames().end());
+    names.insert(sim::host::extraFunctionNames().begin(), sim::host::extraFunctionNames().end());
+    return names;
+}
 
 // Every resource with the methods it serves once implemented; the others must answer 405.
-struct ResourceRow {
-    char const* name;
-    char const* served; // letters of G, U (put), P (post), D
-};
-
-#define TOLMA_RESOURCE_ROW(Name, Methods) {#Name, Methods},
-std::vector<ResourceRow> const kResources = {TOLMA_RESOURCES(TOLMA_RESOURCE_ROW)};
-#undef TOLMA_RESOURCE_ROW
-
-#define TOLMA_RESOURCE_NAME(Name, Methods) #Name,
-#define TOLMA_FUNCTION_NAME(Name) #Name,
-std::set<std::string> const kExports = {TOLMA_RESOURCES(TOLMA_RESOURCE_NAME)
-                                            TOLMA_EXTRA_FUNCTIONS(TOLMA_FUNCTION_NAME)};
-#undef TOLMA_RESOURCE_NAME
-#undef TOLMA_FUNCTION_NAME
-
-// The plug-in opened once for the whole suite, as a host opens it.
-class PluginTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        ASSERT_TRUE(plugin_.open(TOLMA_PLUGIN_PATH)) << plugin_.error();
-        ASSERT_TRUE(plugin_.setup());
-    }
-    static void TearDownTestSuite() {
-        plugin_.tearDown();
-        plugin_.close();
-    }
-    static ResourceFunction resource(char const* name) { return plugin_.resource(name); }
-    static inline test::PluginLibrary plugin_;
-};
-
 TEST_F(PluginTest, EveryUnservedMethodAnswers405) {
     struct Method {
         char letter;
-        char const* options;
+        char const* name;
         char const* upper;
-    } const methods[] = {{'G', R"({"method":"get"})", "GET"},
-                         {'U', R"({"method":"put"})", "PUT"},
-                         {'P', R"({"method":"post"})", "POST"},
-                         {'D', R"({"method":"delete"})", "DELETE"}};
+    } const methods[] = {
+        {'G', "get", "GET"}, {'U', "put", "PUT"}, {'P', "post", "POST"}, {'D', "delete", "DELETE"}};
     int checked = 0;
-    for (auto const& row : kResources) {
-        ResourceFunction function = resource(row.name);
-        ASSERT_NE(function, nullptr) << row.name;
+    for (sim::host::ResourceRow const& row : sim::host::resources()) {
+        ASSERT_NE(plugin().resource(row.name), nullptr) << row.name;
         for (auto const& m : methods) {
-            if (std::string(row.served).find(m.letter) != std::string::npos)
+            if (std::string(row.methods).find(m.letter) != std::string::npos)
                 continue;
-            test::resetHost();
-            test::resetLog();
-            int const promise = function(m.options, "{}", "{}", "");
-            std::vector<test::Response> responses = test::responses();
-            ASSERT_EQ(responses.size(), 1u) << row.name << " " << m.upper;
-            EXPECT_EQ(responses[0].promise, promise);
-            EXPECT_EQ(responses[0].status, 405) << row.name << " " << m.upper;
-            EXPECT_EQ(responses[0].text,
-                      std::string(R"({"error":{"message":")") + m.upper +
-                          R"( method is not allowed.","name":"MethodError"},"value":null})")
-                << row.name;
-            std::vector<test::LogLine> lines = test::logLines();
-            ASSERT_EQ(lines.size(), 1u);
-            EXPECT_EQ(lines[0].level, 3);
-            EXPECT_EQ(lines[0].line, std::string("statusCode:405\tmethod:") + m.upper +
-                                         "\turi:/tolma/\terr:MethodError\tmsg:" + m.upper +
-                                         " method is not allowed.")
-                << row.name;
+            EXPECT_EQ(call(row.name, m.name, "{}", "{}", ""), test::methodNotAllowed(m.upper, ""))
+                << row.name << " " << m.upper;
             ++checked;
         }
     }
@@ -89,23 +46,24 @@ TEST_F(PluginTest, EveryUnservedMethodAnswers405) {
 }
 
 TEST_F(PluginTest, PromiseIdsAreTheHostsAndEachIsSettledOnce) {
-    ResourceFunction function = resource("SystemLoginItem");
-    test::resetHost();
+    sim::host::ResourceFunction function = plugin().resource("SystemLoginItem");
+    ASSERT_NE(function, nullptr);
+    SimPageBridgeReset();
     int const first = function(R"({"method":"get"})", "", "", "");
     int const second = function("garbage", nullptr, nullptr, nullptr);
-    std::vector<test::Response> responses = test::responses();
+    std::vector<sim::Response> responses = sim::host::responses();
     ASSERT_EQ(responses.size(), 2u);
     EXPECT_NE(first, second);
-    EXPECT_EQ(responses[0].promise, first);
-    EXPECT_EQ(responses[1].promise, second);
+    EXPECT_EQ(responses[0].promiseId, first);
+    EXPECT_EQ(responses[1].promiseId, second);
 }
 
 TEST_F(PluginTest, PowerSettingsRecordRoundTrips) {
     using Disable = void* (*)();
     using Restore = void (*)(void*);
-    auto disable = plugin_.function<Disable>("TolmaDisablePowerManagementSettings");
-    auto restore = plugin_.function<Restore>("TolmaRestorePowerManagementSettings");
-    auto reset = plugin_.function<void (*)()>("TolmaResetSystemIdleTimer");
+    auto disable = plugin().function<Disable>("TolmaDisablePowerManagementSettings");
+    auto restore = plugin().function<Restore>("TolmaRestorePowerManagementSettings");
+    auto reset = plugin().function<void (*)()>("TolmaResetSystemIdleTimer");
     ASSERT_TRUE(disable && restore && reset);
     void* backup = disable();
     EXPECT_NE(backup, nullptr);
@@ -115,14 +73,14 @@ TEST_F(PluginTest, PowerSettingsRecordRoundTrips) {
 }
 
 TEST(PluginSymbols, ExportsExactlyTheHostFacingFunctions) {
-    test::ElfDynamic const elf = test::readElfDynamic(TOLMA_PLUGIN_PATH);
+    test::ElfDynamic const elf = test::readElfDynamic(test::pluginPath());
     ASSERT_TRUE(elf.ok) << elf.error;
-    EXPECT_EQ(elf.defined, kExports);
+    EXPECT_EQ(elf.defined, exportedNames());
     EXPECT_EQ(elf.soname, "libtolma.so.2");
 }
 
 TEST(PluginSymbols, NeedsOnlyTheHostLibrariesAndTheRuntime) {
-    test::ElfDynamic const elf = test::readElfDynamic(TOLMA_PLUGIN_PATH);
+    test::ElfDynamic const elf = test::readElfDynamic(test::pluginPath());
     ASSERT_TRUE(elf.ok) << elf.error;
     std::set<std::string> const allowed = {
         "libpagebridge.so.2",   "libhostplug_x64.so.1",

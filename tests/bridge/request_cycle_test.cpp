@@ -1,8 +1,10 @@
 // The request cycle: method selection, argument forms, answers, errors, guards and the log line.
 #include "bridge/bridge.h"
 #include "bridge/tolma_logger.h"
-#include "host_record.h"
+#include "json/parser.h"
 #include "json/serializer.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
 #include <cmath>
 #include <new>
@@ -15,7 +17,7 @@
 namespace {
 
 using pocketjson::Value;
-using test::Response;
+using sim::Response;
 
 // Answers every method with the method's name and the request record as it arrived.
 class EchoResource : public kavri::Bridge {
@@ -51,21 +53,28 @@ public:
 Response call(int (*serve)(char const*, char const*, char const*, char const*),
               char const* a1 = "{}", char const* a2 = "{}", char const* a3 = "{}",
               char const* a4 = "") {
-    test::resetHost();
+    SimPageBridgeReset();
     int const promise = serve(a1, a2, a3, a4);
-    std::vector<Response> responses = test::responses();
+    std::vector<Response> responses = sim::host::responses();
     EXPECT_EQ(responses.size(), 1u) << "exactly one settled promise per request";
     if (responses.empty())
         return Response{};
-    EXPECT_EQ(responses[0].promise, promise) << "the returned id is the settled one";
+    EXPECT_EQ(responses[0].promiseId, promise) << "the returned id is the settled one";
     return responses[0];
 }
 
 Value valueOf(Response const& r) {
     auto parsed = pocketjson::Value();
     pocketjson::Parser parser;
-    EXPECT_TRUE(parser.parse(r.text, parsed)) << r.text;
+    EXPECT_TRUE(parser.parse(r.json, parsed)) << r.json;
     return parsed["value"];
+}
+
+Value parseValue(char const* text) {
+    Value v;
+    pocketjson::Parser parser;
+    parser.parse(text, v);
+    return v;
 }
 
 TEST(RequestMethod, SelectedCaseInsensitivelyFromTheOptionsMember) {
@@ -92,7 +101,7 @@ TEST(RequestMethod, SelectedCaseInsensitivelyFromTheOptionsMember) {
     };
     for (auto const& c : cases) {
         Response r = call(Serve<EchoResource>, c.options);
-        EXPECT_EQ(r.status, 200) << c.options;
+        EXPECT_EQ(r.statusCode, 200) << c.options;
         EXPECT_EQ(valueOf(r)["method"].stringValue(), c.method) << c.options;
     }
     Response nullOptions = call(Serve<EchoResource>, nullptr, nullptr, nullptr, nullptr);
@@ -123,7 +132,7 @@ TEST(RequestArguments, MalformedParametersKeepWhatWasParsed) {
     pocketjson::Serializer::serialize(query, v["query"]);
     EXPECT_EQ(parameters, "[1,2]");
     EXPECT_EQ(query, "{}");
-    EXPECT_EQ(r.status, 200);
+    EXPECT_EQ(r.statusCode, 200);
 }
 
 struct ReturnsNull {
@@ -210,8 +219,8 @@ TEST(RequestAnswer, ResultsAndErrorsBecomeTheAnswerText) {
     };
     for (auto const& c : cases) {
         Response r = call(c.serve);
-        EXPECT_EQ(r.status, c.status) << c.name;
-        EXPECT_EQ(r.text, c.text) << c.name;
+        EXPECT_EQ(r.statusCode, c.status) << c.name;
+        EXPECT_EQ(r.json, c.text) << c.name;
     }
 }
 
@@ -225,7 +234,7 @@ TEST(RequestAnswer, DetailWithAStringBecomesAnObjectHoldingNameAndMessage) {
         }
     };
     Response r = call(Serve<ScriptedResource<Throws>>);
-    EXPECT_EQ(r.text, R"({"error":{"message":"m.","name":"InternalError"},"value":null})");
+    EXPECT_EQ(r.json, R"({"error":{"message":"m.","name":"InternalError"},"value":null})");
 }
 
 // Failures outside the handler's protection still settle the promise exactly once.
@@ -245,8 +254,8 @@ public:
 TEST(RequestGuard, FailuresOutsideHandlersSettleOnePromiseWith500) {
     for (auto serve : {Serve<BeginThrows>, Serve<EndThrows>, Serve<ConstructorThrows>}) {
         Response r = call(serve);
-        EXPECT_EQ(r.status, 500);
-        EXPECT_EQ(r.text, kUnknown);
+        EXPECT_EQ(r.statusCode, 500);
+        EXPECT_EQ(r.json, kUnknown);
     }
 }
 
@@ -269,9 +278,9 @@ TEST(RequestLog, OneLinePerRequestWithItsLevel) {
          "found.\tcode:0x00000005"},
     };
     for (auto const& c : cases) {
-        test::resetLog();
+        SimOstranaReset();
         call(c.serve, c.options);
-        std::vector<test::LogLine> lines = test::logLines();
+        std::vector<sim::LogLine> lines = sim::host::logLines();
         ASSERT_EQ(lines.size(), 1u) << c.line;
         EXPECT_EQ(lines[0].name, "Tolma");
         EXPECT_EQ(lines[0].level, c.level) << c.line;
@@ -280,9 +289,9 @@ TEST(RequestLog, OneLinePerRequestWithItsLevel) {
 }
 
 TEST(RequestLog, EventLinesAtLevelThree) {
-    test::resetLog();
+    SimOstranaReset();
     kavri::TolmaLogger::Instance().logEvent("screenChanged", "2 screens");
-    std::vector<test::LogLine> lines = test::logLines();
+    std::vector<sim::LogLine> lines = sim::host::logLines();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].level, 3);
     EXPECT_EQ(lines[0].line, "event:screenChanged\tmsg:2 screens");
@@ -299,13 +308,13 @@ TEST(RequestLog, SuccessRangeAndErrorCodeText) {
         {300, Value(), "\terr:E\tmsg:M"},
         {0, Value(), "\terr:E\tmsg:M"},
         {199, Value(), "\terr:E\tmsg:M"},
-        {500, test::parseValue(R"({"code":42})"), "\terr:E\tmsg:M\tcode:0x0000002a"},
-        {500, test::parseValue(R"({"code":41.6})"), "\terr:E\tmsg:M\tcode:0x0000002a"},
-        {500, test::parseValue(R"({"code":-1})"), "\terr:E\tmsg:M\tcode:0x00000000"},
-        {500, test::parseValue(R"({"code":4294967295})"), "\terr:E\tmsg:M\tcode:0xffffffff"},
-        {500, test::parseValue(R"({"code":4294967296})"), "\terr:E\tmsg:M\tcode:0x00000000"},
-        {500, test::parseValue(R"({"code":"42"})"), "\terr:E\tmsg:M"},
-        {500, test::parseValue(R"([42])"), "\terr:E\tmsg:M"},
+        {500, parseValue(R"({"code":42})"), "\terr:E\tmsg:M\tcode:0x0000002a"},
+        {500, parseValue(R"({"code":41.6})"), "\terr:E\tmsg:M\tcode:0x0000002a"},
+        {500, parseValue(R"({"code":-1})"), "\terr:E\tmsg:M\tcode:0x00000000"},
+        {500, parseValue(R"({"code":4294967295})"), "\terr:E\tmsg:M\tcode:0xffffffff"},
+        {500, parseValue(R"({"code":4294967296})"), "\terr:E\tmsg:M\tcode:0x00000000"},
+        {500, parseValue(R"({"code":"42"})"), "\terr:E\tmsg:M"},
+        {500, parseValue(R"([42])"), "\terr:E\tmsg:M"},
     };
     for (auto const& c : cases) {
         BridgeResult result;

@@ -3,7 +3,8 @@
 #include "notification/native_event_filter.h"
 #include "screen/screen_manager.h"
 #include "screen/screens.h"
-#include "sim/sim_testing.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
 #include <atomic>
 #include <chrono>
@@ -223,7 +224,7 @@ TEST_F(ScreenStress, RequestsRunCleanWhileScreensChangeAndReReadsRun) {
     EXPECT_EQ(SimScrinfoStaleHandleCount(), 0u);
     EXPECT_EQ(SimPageBridgeViolationCount(), 0u);
 
-    std::vector<sim::Event> const events = sim::events();
+    std::vector<sim::Event> const events = sim::host::events();
     ASSERT_GE(events.size(), 3u);
     EXPECT_EQ(events.back().json, ScreenManager::Instance().getScreensInfoString());
     for (std::size_t i = 0; i < events.size(); ++i) {

@@ -1,5 +1,5 @@
 // Screen answers when the screen- and system-information libraries lack their optional functions.
-#include "plugin_host.h"
+#include "plugin_test.h"
 #include "screen_worlds.h"
 #include "sim/sim_control.h"
 
@@ -10,9 +10,13 @@
 namespace {
 
 using namespace screentest;
+using namespace test;
 
 // This executable links the variants without MiGetScreenPixelRatio, MiGetEdidManufactureYear and
 // OrmGetVGADeviceLocationID, and its exports directory holds them under the run-time names.
+ReplacedInExports const kScrinfo2Variant("libscrinfo2_x64.so", TOLMA_SCRINFO2_VARIANT);
+ReplacedInExports const kOrmicVariant("libormic_x64.so", TOLMA_ORMIC_VARIANT);
+
 class LackingFunctions : public PluginTest {
 protected:
     void SetUp() override { SimScrinfoResetCounts(); }

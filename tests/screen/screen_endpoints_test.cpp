@@ -1,5 +1,5 @@
 // The four screen resources called through libtolma.so.2: answers, errors and log lines.
-#include "plugin_host.h"
+#include "plugin_test.h"
 #include "screen_worlds.h"
 #include "sim/sim_control.h"
 
@@ -15,6 +15,7 @@
 namespace {
 
 using namespace screentest;
+using namespace test;
 
 // `size` numbers first, first + step, ...; each plus 0.5 with `half`. Written as the plug-in
 // writes doubles: 0 as "0.0", whole numbers without a decimal point.

@@ -2,7 +2,8 @@
 #include "platform/scrinfo2.h"
 #include "screen/screen_manager.h"
 #include "screen_worlds.h"
-#include "sim/sim_testing.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
 #include <string>
 #include <vector>
@@ -14,7 +15,7 @@ namespace {
 using kavri::screen::ScreenManager;
 using namespace screentest;
 
-using sim::logLines;
+using sim::host::logLines;
 
 std::string replaced(std::string text, std::string const& from, std::string const& to) {
     std::size_t const at = text.find(from);
@@ -56,10 +57,10 @@ TEST_F(ScreenManagerTest, AChangeIsDispatchedOnceWithTheFullArray) {
     manager().updateAndDispatchEvent();
     std::string const changed =
         "[" + replaced(kDescriptionS, R"("rotation":90)", R"("rotation":180)") + "]";
-    EXPECT_EQ(sim::events(), (std::vector<sim::Event>{{"screenChanged", changed}}));
+    EXPECT_EQ(sim::host::events(), (std::vector<sim::Event>{{"screenChanged", changed}}));
     EXPECT_EQ(logLines(), std::vector<sim::LogLine>{kChangedLine});
     manager().updateAndDispatchEvent();
-    EXPECT_EQ(sim::events().size(), 1u);
+    EXPECT_EQ(sim::host::events().size(), 1u);
     EXPECT_EQ(logLines().size(), 1u);
 }
 
@@ -70,16 +71,16 @@ TEST_F(ScreenManagerTest, NoScreensAtAllDispatchNothingAndKeepTheBaseline) {
     EXPECT_EQ(manager().getScreensInfoString(), "[]");
     ASSERT_EQ(SimWorldSetScreens(("[" + kScreenS + "," + kScreenT + "]").c_str()), nullptr);
     manager().updateAndDispatchEvent();
-    EXPECT_TRUE(sim::events().empty());
+    EXPECT_TRUE(sim::host::events().empty());
     EXPECT_TRUE(logLines().empty());
     // A failed search also lists no screen.
     SimWorldFailCalls("MiFindScreens", 1);
     manager().updateAndDispatchEvent();
     manager().updateAndDispatchEvent();
-    EXPECT_TRUE(sim::events().empty());
+    EXPECT_TRUE(sim::host::events().empty());
     ASSERT_EQ(SimWorldSetScreens(("[" + kScreenT + "]").c_str()), nullptr);
     manager().updateAndDispatchEvent();
-    EXPECT_EQ(sim::events().size(), 1u);
+    EXPECT_EQ(sim::host::events().size(), 1u);
 }
 
 TEST_F(ScreenManagerTest, ChangingAnyDescribedKeyOfOneScreenDispatchesOnce) {
@@ -112,7 +113,7 @@ TEST_F(ScreenManagerTest, ChangingAnyDescribedKeyOfOneScreenDispatchesOnce) {
         ASSERT_EQ(SimWorldModify("screens", row.screen, row.patch), nullptr) << row.patch;
         manager().updateAndDispatchEvent();
         manager().updateAndDispatchEvent();
-        std::vector<sim::Event> const events = sim::events();
+        std::vector<sim::Event> const events = sim::host::events();
         ASSERT_EQ(events.size(), row.events) << row.patch;
         if (row.events == 1) {
             EXPECT_EQ(events[0].name, "screenChanged");

@@ -1,7 +1,8 @@
 // The screen-change watch through libtolma.so.2 in real time: "screenChanged" 3 s after a change.
-#include "plugin_host.h"
+#include "plugin_test.h"
 #include "screen_worlds.h"
-#include "sim/sim_testing.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
 #include <chrono>
 #include <string>
@@ -13,8 +14,9 @@
 namespace {
 
 using namespace screentest;
+using namespace test;
 
-using sim::logLines;
+using sim::host::logLines;
 
 class ScreenWatch : public PluginTest {
 protected:
@@ -44,7 +46,8 @@ TEST_F(ScreenWatch, AChangeIsPushedOnceWithTheNewScreens) {
     std::string const bounds = R"({"height":1080,"width":1920,"x":10,"y":20})";
     description.replace(description.find(bounds), bounds.size(),
                         R"({"height":720,"width":1280,"x":10,"y":20})");
-    EXPECT_EQ(sim::events(), (std::vector<sim::Event>{{"screenChanged", "[" + description + "]"}}));
+    EXPECT_EQ(sim::host::events(),
+              (std::vector<sim::Event>{{"screenChanged", "[" + description + "]"}}));
     EXPECT_EQ(logLines(),
               (std::vector<sim::LogLine>{{3, "Tolma", "event:screenChanged\tmsg:Screen changed"}}));
     EXPECT_EQ(SimScrinfoFindScreensCount(), 1u);
@@ -59,7 +62,7 @@ TEST_F(ScreenWatch, AChangeToNoScreensIsNotPushed) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ASSERT_EQ(SimScrinfoFindScreensCount(), 1u);
     tearDownPlugin();
-    EXPECT_TRUE(sim::events().empty());
+    EXPECT_TRUE(sim::host::events().empty());
     EXPECT_TRUE(logLines().empty());
 }
 

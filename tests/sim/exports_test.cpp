@@ -1,6 +1,6 @@
 // The stand-ins' files as the dynamic linker sees them: file names, sonames, exported names.
 #include "elf_dynamic.h"
-#include "sim/sim_testing.h"
+#include "sim/host/exports_directory.h"
 
 #include <climits>
 #include <cstdlib>
@@ -16,7 +16,7 @@ using test::ElfDynamic;
 using test::readElfDynamic;
 
 std::string inLibraryDirectory(char const* file) {
-    return sim::libraryDirectory() + "/" + file;
+    return sim::host::standInDirectory() + "/" + file;
 }
 
 // Names outside `documented` that the file defines and that do not start with "Sim".

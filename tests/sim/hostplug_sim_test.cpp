@@ -1,6 +1,7 @@
 // The host-support stand-in: where the exports directory comes from, and how long answers live.
 #include "platform/hostplug.h"
-#include "sim/sim_testing.h"
+#include "sim/host/exports_directory.h"
+#include "sim/sim_control.h"
 
 #include <cstdlib>
 #include <string>
@@ -76,8 +77,8 @@ TEST_F(ExportsPath, ReturnsToTheEnvironmentOnRequest) {
 TEST_F(ExportsPath, ScopeHelperSetsAndThenRestoresTheEnvironmentSource) {
     setenv(SIM_EXPORTS_DIR_VARIABLE, "/from/environment", 1);
     {
-        sim::ExportsPathScope scope(sim::libraryDirectory());
-        EXPECT_EQ(std::string(Plg_GetRegistryExportsPath()), sim::libraryDirectory());
+        sim::host::ExportsPathScope scope(sim::host::standInDirectory());
+        EXPECT_EQ(std::string(Plg_GetRegistryExportsPath()), sim::host::standInDirectory());
     }
     EXPECT_STREQ(Plg_GetRegistryExportsPath(), "/from/environment");
 }

@@ -1,6 +1,8 @@
 // The logging stand-in, opened from the exports directory by file name as the plug-in opens it.
 #include "platform/ostrana2.h"
-#include "sim/sim_testing.h"
+#include "sim/host/exports_directory.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
 #include <chrono>
 #include <dlfcn.h>
@@ -19,7 +21,7 @@ using namespace std::chrono_literals;
 class Logging : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string const path = sim::libraryDirectory() + "/libostrana2_x64.so";
+        std::string const path = sim::host::standInDirectory() + "/libostrana2_x64.so";
         handle_ = dlopen(path.c_str(), RTLD_LAZY);
         ASSERT_NE(handle_, nullptr) << dlerror();
         getLogger_ =
@@ -39,8 +41,8 @@ protected:
     void log(OstranaLogger* logger, char const* name, int level, char const* line) const {
         log_(logger, name, level, line);
     }
-    sim::Ostrana const& controls() const { return controls_; }
-    // A control function looked up in the same handle, for what sim::Ostrana does not cover.
+    sim::host::LoggingStandIn const& controls() const { return controls_; }
+    // A control function looked up in the same handle, for what LoggingStandIn does not cover.
     template <typename F>
     F control(char const* name) const {
         return reinterpret_cast<F>(dlsym(handle_, name));
@@ -50,7 +52,7 @@ private:
     void* handle_ = nullptr;
     decltype(&ostrana_get_logger) getLogger_ = nullptr;
     decltype(&ostrana_log) log_ = nullptr;
-    sim::Ostrana controls_;
+    sim::host::LoggingStandIn controls_;
 };
 
 TEST_F(Logging, GivesOneProcessWideLogger) {
@@ -172,7 +174,7 @@ TEST_F(Logging, WaitReturnsOnceALineArrivesFromAnotherThread) {
 // The plug-in closes the library at exit and tests open and close it many times: closing the last
 // handle must not take the logger or its lines away.
 TEST(LoggingLibrary, KeepsItsLoggerAndLinesAcrossCloseAndReopen) {
-    std::string const path = sim::libraryDirectory() + "/libostrana2_x64.so";
+    std::string const path = sim::host::standInDirectory() + "/libostrana2_x64.so";
     void* handle = dlopen(path.c_str(), RTLD_LAZY);
     ASSERT_NE(handle, nullptr) << dlerror();
     auto getLogger =
@@ -181,7 +183,7 @@ TEST(LoggingLibrary, KeepsItsLoggerAndLinesAcrossCloseAndReopen) {
     ASSERT_NE(getLogger, nullptr);
     ASSERT_NE(log, nullptr);
     OstranaLogger* const logger = getLogger();
-    std::size_t const linesBefore = sim::Ostrana(path).lines().size();
+    std::size_t const linesBefore = sim::host::LoggingStandIn(path).lines().size();
     log(logger, "Tolma", 0, "before close");
     ASSERT_EQ(dlclose(handle), 0);
 
@@ -190,14 +192,14 @@ TEST(LoggingLibrary, KeepsItsLoggerAndLinesAcrossCloseAndReopen) {
     getLogger =
         reinterpret_cast<decltype(&ostrana_get_logger)>(dlsym(handle, "ostrana_get_logger"));
     EXPECT_EQ(getLogger(), logger);
-    std::vector<sim::LogLine> const lines = sim::Ostrana(path).lines();
+    std::vector<sim::LogLine> const lines = sim::host::LoggingStandIn(path).lines();
     ASSERT_EQ(lines.size(), linesBefore + 1);
     EXPECT_EQ(lines.back().line, "before close");
     dlclose(handle);
 }
 
 TEST(OstranaControls, ReportNotLoadedForAMissingFile) {
-    sim::Ostrana const missing(sim::libraryDirectory() + "/no-such-library.so");
+    sim::host::LoggingStandIn const missing(sim::host::standInDirectory() + "/no-such-library.so");
     EXPECT_FALSE(missing.loaded());
     EXPECT_TRUE(missing.lines().empty());
     EXPECT_FALSE(missing.waitForLines(0, 0ms));

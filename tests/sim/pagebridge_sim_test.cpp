@@ -1,6 +1,7 @@
 // The page-bridge stand-in: promise ids, recorded answers and events, listener, callback registry.
 #include "platform/pagebridge.h"
-#include "sim/sim_testing.h"
+#include "sim/host/recorded.h"
+#include "sim/sim_control.h"
 
 #include <atomic>
 #include <chrono>
@@ -119,7 +120,7 @@ TEST_F(Responses, AreRecordedInCallOrderWithTheirOwnCopyOfTheText) {
     EXPECT_EQ(SimPageBridgeResponseCount(), 2U);
     std::vector<sim::Response> const expected = {{second, 200, R"({"error":null,"value":[1]})"},
                                                  {first, 404, "{}"}};
-    EXPECT_EQ(sim::responses(), expected);
+    EXPECT_EQ(sim::host::responses(), expected);
     EXPECT_EQ(SimPageBridgeViolationCount(), 0U);
 }
 
@@ -158,7 +159,7 @@ TEST_F(Responses, NullTextIsAViolationRecordedAsEmpty) {
     BridgeHelperSetResponse(id, 200, nullptr);
     ::testing::internal::GetCapturedStderr();
     EXPECT_EQ(SimPageBridgeViolationCount(), 1U);
-    EXPECT_EQ(sim::responses(), std::vector<sim::Response>({{id, 200, ""}}));
+    EXPECT_EQ(sim::host::responses(), std::vector<sim::Response>({{id, 200, ""}}));
 }
 
 TEST_F(Responses, WaitReturnsOnceAnAnswerArrivesFromAnotherThread) {
@@ -204,7 +205,7 @@ TEST_F(Events, AreRecordedInCallOrderWithCopiedNameAndPayload) {
 
     std::vector<sim::Event> const expected = {{"monitorChanged", R"({"added":[],"removed":[]})"},
                                               {"screenChanged", "[]"}};
-    EXPECT_EQ(sim::events(), expected);
+    EXPECT_EQ(sim::host::events(), expected);
     EXPECT_EQ(SimPageBridgeEventCount(), 2U);
     EXPECT_EQ(SimPageBridgeViolationCount(), 0U);
 }

@@ -3,7 +3,8 @@
 #include "elf_dynamic.h"
 #include "platform/ormic.h"
 #include "platform/scrinfo2.h"
-#include "sim/sim_testing.h"
+#include "sim/host/exports_directory.h"
+#include "sim/sim_control.h"
 #include "sim/world/world.h"
 
 #include <dlfcn.h>
@@ -136,7 +137,7 @@ TEST(OrmicFiles, ExportExactlyTheDeclaredFunctionsAndAreOneInstanceWithTheRunTim
         test::declaredFunctions(TOLMA_PLATFORM_DIR "/ormic.h", "Orm");
     EXPECT_EQ(declared.size(), 63U);
     test::ElfDynamic const elf =
-        test::readElfDynamic(sim::libraryDirectory() + "/libormic_x64.so.1");
+        test::readElfDynamic(sim::host::standInDirectory() + "/libormic_x64.so.1");
     ASSERT_TRUE(elf.ok) << elf.error;
     EXPECT_EQ(elf.soname, "libormic_x64.so.1");
     std::set<std::string> libraryNames;
@@ -147,7 +148,8 @@ TEST(OrmicFiles, ExportExactlyTheDeclaredFunctionsAndAreOneInstanceWithTheRunTim
     EXPECT_EQ(libraryNames, declared);
 
     // A snapshot made by the linked function is released through the run-time name.
-    void* const runTime = dlopen((sim::libraryDirectory() + "/libormic_x64.so").c_str(), RTLD_LAZY);
+    void* const runTime =
+        dlopen((sim::host::standInDirectory() + "/libormic_x64.so").c_str(), RTLD_LAZY);
     ASSERT_NE(runTime, nullptr) << dlerror();
     auto const create = reinterpret_cast<decltype(&OrmCreateCurrentApplicationWindowSnapshot)>(
         dlsym(runTime, "OrmCreateCurrentApplicationWindowSnapshot"));
@@ -159,7 +161,7 @@ TEST(OrmicFiles, ExportExactlyTheDeclaredFunctionsAndAreOneInstanceWithTheRunTim
     dlclose(runTime);
 
     // Absent: an exports directory without the file.
-    sim::ExportsDirectory const without({"libormic_x64.so"});
+    sim::host::ExportsDirectory const without(sim::host::standInDirectory(), {"libormic_x64.so"});
     ASSERT_FALSE(without.path().empty());
     EXPECT_EQ(dlopen((without.path() + "/libormic_x64.so").c_str(), RTLD_LAZY), nullptr);
     void* const present = dlopen((without.path() + "/libscrinfo2_x64.so").c_str(), RTLD_LAZY);

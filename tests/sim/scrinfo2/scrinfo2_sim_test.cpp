@@ -3,7 +3,8 @@
 #include "elf_dynamic.h"
 #include "platform/pagebridge.h"
 #include "platform/scrinfo2.h"
-#include "sim/sim_testing.h"
+#include "sim/host/exports_directory.h"
+#include "sim/sim_control.h"
 #include "sim/world/world.h"
 
 #include <atomic>
@@ -206,7 +207,7 @@ TEST_F(Scrinfo2, ChromaticityAndManufactureYearFollowTheEdid) {
 }
 
 TEST(Scrinfo2Files, RunTimeNameIsTheLoadedInstance) {
-    std::string const dir = sim::libraryDirectory();
+    std::string const dir = sim::host::standInDirectory();
     void* const runTime = dlopen((dir + "/libscrinfo2_x64.so").c_str(), RTLD_LAZY);
     ASSERT_NE(runTime, nullptr) << dlerror();
     EXPECT_EQ(dlsym(runTime, "MiFindScreens"), reinterpret_cast<void*>(&MiFindScreens));
@@ -225,7 +226,7 @@ TEST(Scrinfo2Files, ExportExactlyTheDeclaredFunctionsAndSimControls) {
         test::declaredFunctions(TOLMA_PLATFORM_DIR "/scrinfo2.h", "Mi");
     EXPECT_EQ(declared.size(), 34U);
     test::ElfDynamic const elf =
-        test::readElfDynamic(sim::libraryDirectory() + "/libscrinfo2_x64.so.2");
+        test::readElfDynamic(sim::host::standInDirectory() + "/libscrinfo2_x64.so.2");
     ASSERT_TRUE(elf.ok) << elf.error;
     EXPECT_EQ(elf.soname, "libscrinfo2_x64.so.2");
     EXPECT_FALSE(elf.hasVersionDefinitions);
