@@ -1,9 +1,8 @@
 // Hostile input through libtolma.so.2: paths, page text, log lines, sizes, depths and NULLs.
-#include "plugin/resources.h"
-#include "plugin_host.h"
+#include "plugin_test.h"
 #include "screen_worlds.h"
+#include "sim/host/recorded.h"
 #include "sim/sim_control.h"
-#include "sim/sim_testing.h"
 
 #include "json/parser.h"
 
@@ -18,7 +17,8 @@
 
 namespace {
 
-using namespace screentest;
+using namespace test;
+using screentest::worldOf;
 
 std::string const kWorld = worldOf(
     R"([{"id":"A","bounds":{"x":0,"y":0,"width":1920,"height":1080},"primary":true,)"
@@ -51,7 +51,7 @@ bool validUtf8(std::string const& text) {
     return true;
 }
 
-class HostileInput : public PluginTest {
+class HostileInput : public test::PluginTest {
 protected:
     void SetUp() override { ASSERT_NO_FATAL_FAILURE(loadWorld(kWorld)); }
 
@@ -256,16 +256,11 @@ bool answerMatchesStatus(std::int32_t status, std::string const& json) {
 }
 
 TEST_F(HostileInput, NullArgumentsGetOneAnswerFromEveryResource) {
-    char const* const resources[] = {
-#define TOLMA_RESOURCE_NAME(Name, Methods) #Name,
-        TOLMA_RESOURCES(TOLMA_RESOURCE_NAME)
-#undef TOLMA_RESOURCE_NAME
-    };
     char const* const methods[] = {R"({"method":"get"})", R"({"method":"put"})",
                                    R"({"method":"post"})", R"({"method":"delete"})"};
     std::size_t calls = 0;
-    for (char const* resource : resources) {
-        test::ResourceFunction function = plugin_.resource(resource);
+    for (std::string const& resource : sim::host::resourceNames()) {
+        sim::host::ResourceFunction function = plugin().resource(resource);
         ASSERT_NE(function, nullptr) << resource;
         for (char const* method : methods) {
             for (unsigned mask = 0; mask < 16; ++mask) {
@@ -275,8 +270,8 @@ TEST_F(HostileInput, NullArgumentsGetOneAnswerFromEveryResource) {
                 SimPageBridgeReset();
                 SimOstranaReset();
                 int const promise = function(a[0], a[1], a[2], a[3]);
-                std::vector<sim::Response> const answers = sim::responses();
-                std::vector<sim::LogLine> const lines = sim::logLines();
+                std::vector<sim::Response> const answers = sim::host::responses();
+                std::vector<sim::LogLine> const lines = sim::host::logLines();
                 ASSERT_EQ(answers.size(), 1u) << resource << " " << method << " " << mask;
                 EXPECT_EQ(answers[0].promiseId, promise);
                 EXPECT_TRUE(answerMatchesStatus(answers[0].statusCode, answers[0].json))

@@ -1,6 +1,7 @@
 // Unloading and exiting with plug-in work in flight, each case in a child process with a deadline.
-#include "plugin_library.h"
-#include "sim/sim_testing.h"
+#include "sim/host/exports_directory.h"
+#include "sim/host/plugin.h"
+#include "sim/sim_control.h"
 
 #include <chrono>
 #include <csignal>
@@ -38,9 +39,9 @@ constexpr auto kIntoTheReRead = 3000ms + std::chrono::milliseconds(kSlowSearchMs
 
 // The plug-in as a host holds it, over an exports directory of the stand-ins.
 struct Host {
-    sim::ExportsDirectory exports;
-    sim::ExportsPathScope scope{exports.path()};
-    test::PluginLibrary plugin;
+    sim::host::ExportsDirectory exports;
+    sim::host::ExportsPathScope scope{exports.path()};
+    sim::host::Plugin plugin;
 
     bool load() {
         if (!plugin.open(TOLMA_PLUGIN_PATH)) {
