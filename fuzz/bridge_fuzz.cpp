@@ -34,6 +34,9 @@
 #include "json/parser.h"
 #include "json/value.h"
 #include "plugin/tolma.h"
+#include "sim/host/exports_directory.h"
+#include "sim/host/plugin.h"
+#include "sim/host/recorded.h"
 #include "sim/sim_control.h"
 
 #include <algorithm>
@@ -275,7 +278,13 @@ char const* const libraryFunctions[] = {
 };
 constexpr std::size_t kLibraryFunctionCount = sizeof libraryFunctions / sizeof libraryFunctions[0];
 
-void* plugin = nullptr;
+// The plug-in, loaded once for the whole run; the process ends with it loaded.
+sim::host::Plugin* plugin = nullptr;
+
+sim::host::LoggingStandIn const& logging() {
+    static sim::host::LoggingStandIn const* const standIn = new sim::host::LoggingStandIn();
+    return *standIn;
+}
 
 // BRIDGE_FUZZ_VERBOSE set: every step, answer and log line is printed to stderr.
 bool verbose = false;
@@ -355,28 +364,22 @@ bool isEventLine(std::string const& line) {
 // event lines (the request lines).
 std::vector<std::pair<std::int32_t, std::string>> requestLinesSince(std::size_t from) {
     std::vector<std::pair<std::int32_t, std::string>> requestLines;
-    std::int32_t level = 0;
-    char const* name = nullptr;
-    char const* line = nullptr;
-    for (std::size_t i = from; SimOstranaLineAt(i, &level, &name, &line) == 0; ++i) {
-        std::string const text = line != nullptr ? line : "";
-        check(text.find_first_of("\r\n") == std::string::npos,
-              "a log line holds a raw CR or LF: " + shown(text));
-        check(name != nullptr && std::string(name) == "Tolma",
-              "a log line under another name than Tolma: " + shown(text));
-        if (!isEventLine(text))
-            requestLines.emplace_back(level, text);
+    for (sim::LogLine const& line : logging().lines(from)) {
+        check(line.line.find_first_of("\r\n") == std::string::npos,
+              "a log line holds a raw CR or LF: " + shown(line.line));
+        check(line.name == "Tolma", "a log line under another name than Tolma: " + shown(line.line));
+        if (!isEventLine(line.line))
+            requestLines.emplace_back(line.level, line.line);
     }
     return requestLines;
 }
 
 // Events pushed to the page: a name, and a compact UTF-8 JSON payload.
 void checkEvents() {
-    char const* name = nullptr;
-    char const* json = nullptr;
-    for (; SimPageBridgeEventAt(eventsChecked, &name, &json) == 0; ++eventsChecked) {
-        check(name != nullptr && *name != '\0', "an event without a name");
-        std::string const payload = json != nullptr ? json : "";
+    for (sim::Event const& event : sim::host::events(eventsChecked)) {
+        ++eventsChecked;
+        check(!event.name.empty(), "an event without a name");
+        std::string const& payload = event.json;
         check(validUtf8(payload), "an event payload is not UTF-8: " + shown(payload));
         pocketjson::Parser parser;
         pocketjson::Value value;
@@ -572,15 +575,14 @@ Answer callResource(std::size_t index, Text const (&texts)[4]) {
     check(SimPageBridgeResponseCount() == before.responses + 1,
           "not exactly one answer: " +
               std::to_string(SimPageBridgeResponseCount() - before.responses));
+    std::vector<sim::Response> const recorded = sim::host::responses(before.responses);
+    check(recorded.size() == 1, "the answer cannot be read back");
     Answer answer;
-    std::int32_t promiseSeen = 0;
-    char const* json = nullptr;
-    check(SimPageBridgeResponseAt(before.responses, &promiseSeen, &answer.status, &json) == 0 &&
-              json != nullptr,
-          "the answer cannot be read back");
-    check(promiseSeen == promise, "the answer settles promise " + std::to_string(promiseSeen) +
-                                      " but the call returned " + std::to_string(promise));
-    answer.json = json;
+    answer.status = recorded[0].statusCode;
+    answer.json = recorded[0].json;
+    check(recorded[0].promiseId == promise,
+          "the answer settles promise " + std::to_string(recorded[0].promiseId) +
+              " but the call returned " + std::to_string(promise));
     if (verbose)
         std::fprintf(stderr, "%s\n  -> %d %s\n", currentStep().c_str(), answer.status,
                      shown(answer.json).c_str());
@@ -829,7 +831,7 @@ long numberOr(std::string const& text, long fallback) {
 std::uint64_t cleanWorldGeneration = 0;
 
 std::string const& libraryDirectory() {
-    static std::string const directory = TOLMA_SIM_LIBRARY_DIR;
+    static std::string const directory = sim::host::standInDirectory();
     return directory;
 }
 
@@ -1007,21 +1009,21 @@ void runStep(std::string const& line, std::size_t& budget) {
 }
 
 void loadPlugin() {
-    plugin = dlopen(TOLMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-    if (plugin == nullptr) {
-        std::fprintf(stderr, "bridge_fuzz: cannot open %s: %s\n", TOLMA_PLUGIN_PATH, dlerror());
+    plugin = new sim::host::Plugin();
+    if (!plugin->open(TOLMA_PLUGIN_PATH)) {
+        std::fprintf(stderr, "bridge_fuzz: cannot open %s: %s\n", TOLMA_PLUGIN_PATH,
+                     plugin->error().c_str());
         std::abort();
     }
     for (Resource& r : resources) {
-        void* const symbol = dlsym(plugin, r.name);
-        if (symbol == nullptr) {
+        r.function = plugin->resource(r.name);
+        if (r.function == nullptr) {
             std::fprintf(stderr, "bridge_fuzz: %s is not exported\n", r.name);
             std::abort();
         }
-        std::memcpy(&r.function, &symbol, sizeof r.function);
     }
     for (Extra& e : extras) {
-        e.symbol = dlsym(plugin, e.name);
+        e.symbol = plugin->symbol(e.name);
         if (e.symbol == nullptr) {
             std::fprintf(stderr, "bridge_fuzz: %s is not exported\n", e.name);
             std::abort();
