@@ -3,8 +3,9 @@
 #define TOLMA_RESOURCES_H
 
 /* X(Name, Methods): one resource function per row, in the host's order. Methods names what the
-   resource serves: G get, U put, P post, D delete; any other method answers 405. Name is also
-   the class in kavri::bridge that serves it. */
+   resource serves: G get, U put, P post, D delete; any other method answers 405 (an argument
+   beyond the request limits answers 400 first). Name is also the class in kavri::bridge that
+   serves it. */
 #define TOLMA_RESOURCES(X)                                                                         \
     X(DeviceNotification, "GUD")                                                                   \
     X(Screens, "GUD")                                                                              \
