@@ -11,7 +11,10 @@ namespace kavri::system {
 
 namespace {
 
-char lower(char c) {
+// Letters compare without case, and "_" stands for "-" ("en_US" is "en-US").
+char folded(char c) {
+    if (c == '_')
+        return '-';
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
@@ -20,10 +23,10 @@ bool beginsWithTag(std::string const& text, std::string const& head) {
     if (head.empty() || head.size() > text.size())
         return false;
     for (std::size_t i = 0; i < head.size(); ++i) {
-        if (lower(text[i]) != lower(head[i]))
+        if (folded(text[i]) != folded(head[i]))
             return false;
     }
-    return head.size() == text.size() || text[head.size()] == '-' || text[head.size()] == '_';
+    return head.size() == text.size() || folded(text[head.size()]) == '-';
 }
 
 // The piece without blanks around it: "en, ja" names "en" and "ja".
