@@ -14,10 +14,14 @@ std::vector<DemoStep> const& demoSteps() {
     static std::vector<DemoStep> const steps = {
         {"What libtolma.so.2 exports: one function per resource, and five more", "resources"},
         {"The simulated world the stand-in libraries answer from", "world list"},
-        {"A request is four JSON texts; every answer settles one promise and writes one log line",
-         "call SystemInformation"},
-        {"Resources without a handler yet answer 405 MethodError, as the page sees it",
-         "call SystemPrinters"},
+        {"A request is four JSON texts; every answer settles one promise and writes one log line. "
+         "A short inventory: the computer and its operating system",
+         "get SystemInformation --query {\"pc\":1,\"os\":1}"},
+        {"Three processes, asked by name", "get SystemProcesses --params {\"process\":\"systemd\"}"},
+        {"", "get SystemProcesses --params {\"process\":\"Xorg\"}"},
+        {"", "get SystemProcesses --params {\"process\":\"gimp-2.10\"}"},
+        {"A method that a resource does not serve answers 405 MethodError, as the page sees it",
+         "call SystemLoginItem"},
         {"The desktop's screens as the page lists them; the first listing also starts the "
          "screen-change watch",
          "get Screens"},

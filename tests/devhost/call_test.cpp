@@ -29,7 +29,8 @@ TEST(CallCommand, PrintsStatusAnswerAndLogLineOfOneRequest) {
 }
 
 TEST(CallCommand, MethodDefaultsToGet) {
-    EXPECT_EQ(runHost({"call", "SystemKEXT"}).out, methodError("GET"));
+    // The event-log backup serves POST only.
+    EXPECT_EQ(runHost({"call", "SystemEventLogBackup"}).out, methodError("GET"));
 }
 
 TEST(CallCommand, MethodReachesThePlugInInTheOptions) {
@@ -52,7 +53,7 @@ TEST(CallCommand, ParametersQueryAndBodyAreAccepted) {
 }
 
 TEST(CallCommand, PrettyAnswerIsIndentedTwoSpacesPerLevel) {
-    auto const run = runHost({"call", "SystemPrinters", "--pretty"});
+    auto const run = runHost({"call", "SystemLoginItem", "--pretty"});
     EXPECT_EQ(run.out, "status 405\n"
                        "{\n"
                        "  \"error\": {\n"

@@ -51,7 +51,16 @@ TEST(Demo, TourListsScreensSeesTheScreenChangeAndUnloads) {
                                          "> resources",
                                          "the plug-in exports 19 of 19 resources:",
                                          "> world list",
-                                         "> call SystemInformation",
+                                         "> get SystemInformation --query {\"pc\":1,\"os\":1}",
+                                         "status 200",
+                                         "log [Tolma] 0: statusCode:200\tmethod:GET\turi:/tolma/"
+                                         "System/Information\tmsg:Success",
+                                         "> get SystemProcesses --params {\"process\":\"Xorg\"}",
+                                         "status 200",
+                                         R"({"error":null,"value":{"isRunning":true}})",
+                                         "log [Tolma] 0: statusCode:200\tmethod:GET\turi:/tolma/"
+                                         "System/Processes/Xorg\tmsg:Success",
+                                         "> call SystemLoginItem",
                                          "status 405",
                                          kGet405,
                                          kGetLog,
