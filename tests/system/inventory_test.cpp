@@ -158,6 +158,8 @@ TEST_F(ProcessQuery, ANonEmptyProcessAsksWhetherItRunsAndAnythingElseLists) {
         {R"({"process":"bad\u0000name"})", "{}",
          badRequest("GET", "System/Processes/bad%00name",
                     "process must not contain a NUL character.")},
+        {"{\"process\":\"bad\xff\"}", "{}",
+         badRequest("GET", "System/Processes/bad\xff", "process is not valid UTF-8.")},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.parameters);
