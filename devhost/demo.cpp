@@ -17,7 +17,8 @@ std::vector<DemoStep> const& demoSteps() {
         {"A request is four JSON texts; every answer settles one promise and writes one log line. "
          "A short inventory: the computer and its operating system",
          "get SystemInformation --query {\"pc\":1,\"os\":1}"},
-        {"Three processes, asked by name", "get SystemProcesses --params {\"process\":\"systemd\"}"},
+        {"Three processes, asked by name",
+         "get SystemProcesses --params {\"process\":\"systemd\"}"},
         {"", "get SystemProcesses --params {\"process\":\"Xorg\"}"},
         {"", "get SystemProcesses --params {\"process\":\"gimp-2.10\"}"},
         {"A method that a resource does not serve answers 405 MethodError, as the page sees it",

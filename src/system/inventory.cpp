@@ -1,9 +1,8 @@
 // The inventory lists (processes, USB devices, applications, windows, kernel modules, printers)
 // over one snapshot walk, and the "is this process running" query.
-#include "system/system_resources.h"
-
 #include "loader/loaders.h"
 #include "platform/ormic.h"
+#include "system/system_resources.h"
 #include "system/system_text.h"
 
 #include <cstdint>

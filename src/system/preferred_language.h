@@ -8,7 +8,8 @@ namespace kavri::system {
 
 // Whether the resource language `resource` serves the user language `user`: the two are equal, or
 // one is the other followed by a region or script after "-" or "_" ("en" serves "en-US" and
-// "en-US" serves "en"; "en" does not serve "eng"). Letters compare without regard to case, and "_" matches "-".
+// "en-US" serves "en"; "en" does not serve "eng"). Letters compare without regard to case, and "_"
+// matches "-".
 bool LanguageServes(std::string const& resource, std::string const& user);
 
 // The names in a comma-separated list, without blanks around them and without empty ones.

@@ -1,8 +1,7 @@
 // SystemInformation: the computer's facts from the system-information library, by section.
-#include "system/system_resources.h"
-
 #include "loader/loaders.h"
 #include "platform/ormic.h"
+#include "system/system_resources.h"
 #include "system/system_text.h"
 
 #include <cstdint>
@@ -121,9 +120,14 @@ struct Section {
 
 // In the order the library is asked.
 constexpr Section kSections[] = {
-    {"os", osSection},         {"locale", localeSection},       {"timeZone", timeZoneSection},
-    {"cpu", cpuSection},       {"memory", memorySection},       {"pc", pcSection},
-    {"ipAddress", ipAddressSection}, {"graphicsCards", graphicsCardsSection},
+    {"os", osSection},
+    {"locale", localeSection},
+    {"timeZone", timeZoneSection},
+    {"cpu", cpuSection},
+    {"memory", memorySection},
+    {"pc", pcSection},
+    {"ipAddress", ipAddressSection},
+    {"graphicsCards", graphicsCardsSection},
 };
 
 // Options of size 0 (null, a boolean, a number, "", {} or []) ask for every section; otherwise

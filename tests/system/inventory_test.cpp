@@ -35,7 +35,7 @@ class PreferredLanguage : public Inventory {};
 struct SnapshotFunctions {
     char const* create;
     char const* enumerate;
-    char const* firstGetter; // reads the first member of an entry
+    char const* firstGetter;      // reads the first member of an entry
     std::string firstEntryFailed; // the answer when that getter fails once
 };
 
@@ -137,8 +137,10 @@ TEST_F(ProcessQuery, ANonEmptyProcessAsksWhetherItRunsAndAnythingElseLists) {
         Answer answer;
     };
     std::vector<Row> const rows = {
-        {R"({"process":"Xorg"})", "{}", ok("GET", "System/Processes/Xorg", R"({"isRunning":true})")},
-        {R"({"process":"init"})", "{}", ok("GET", "System/Processes/init", R"({"isRunning":true})")},
+        {R"({"process":"Xorg"})", "{}",
+         ok("GET", "System/Processes/Xorg", R"({"isRunning":true})")},
+        {R"({"process":"init"})", "{}",
+         ok("GET", "System/Processes/init", R"({"isRunning":true})")},
         {R"({"process":"xorg"})", "{}",
          ok("GET", "System/Processes/xorg", R"({"isRunning":false})")},
         {R"({"process":"Xorg "})", "{}",

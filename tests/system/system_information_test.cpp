@@ -107,9 +107,9 @@ TEST_F(SystemInformationTest, AddressesOfOneFamilyAloneAndIPv4BeforeIPv6) {
         std::string const world =
             worldWithSystem(std::string(R"({"ipAddresses":)") + row.addresses + "}");
         ASSERT_EQ(SimWorldLoad(world.c_str()), nullptr);
-        EXPECT_EQ(information(R"({"ipAddress":null})"),
-                  ok("GET", "System/Information", std::string(R"({"ipAddress":)") + row.answer +
-                                                      "}"));
+        EXPECT_EQ(
+            information(R"({"ipAddress":null})"),
+            ok("GET", "System/Information", std::string(R"({"ipAddress":)") + row.answer + "}"));
     }
 }
 
@@ -137,8 +137,9 @@ TEST_F(SystemInformationTest, FailingCallsChangeOnlyTheirOwnKey) {
          R"("name":"ja_JP.UTF-8","thousandSeparator":","})"},
         {"OrmGetTimezoneOffset", "timeZone", R"({"name":"America/New_York","offset":0})"},
         {"OrmGetCPUName", "cpu", R"({"architecture":"x86_64","name":""})"},
-        {"OrmGetPCSerialNumber", "pc", R"({"model":"M1","name":"host-1","serialNumber":"",)"
-                                       R"("vendor":"V1"})"},
+        {"OrmGetPCSerialNumber", "pc",
+         R"({"model":"M1","name":"host-1","serialNumber":"",)"
+         R"("vendor":"V1"})"},
         // The IPv4 walk ends at its first answer; the IPv6 walk still runs.
         {"OrmEnumIPAddress", "ipAddress", R"([{"address":"fe80::1","type":"IPv6"}])"},
         {"OrmEnumVGA", "graphicsCards", "[]"},

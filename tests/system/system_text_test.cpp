@@ -16,8 +16,7 @@ TEST(LibraryText, NullReadsAsEmptyAndTextIsKept) {
         char const* in;
         std::string out;
     };
-    std::vector<Row> const rows = {
-        {nullptr, ""}, {"", ""}, {"Grün", "Grün"}, {"a\tb", "a\tb"}};
+    std::vector<Row> const rows = {{nullptr, ""}, {"", ""}, {"Grün", "Grün"}, {"a\tb", "a\tb"}};
     for (Row const& row : rows) {
         SCOPED_TRACE(row.out);
         EXPECT_EQ(LibraryText(row.in), row.out);
@@ -52,12 +51,12 @@ TEST(LanguageServes, EqualOrOneIsTheOtherWithARegion) {
         bool serves;
     };
     std::vector<Row> const rows = {
-        {"en", "en", true},       {"en", "en-US", true},    {"en-US", "en", true},
-        {"en", "en_US", true},    {"EN", "en-us", true},    {"zh-Hant", "zh-Hant-TW", true},
-        {"en-US", "en-GB", false}, {"en", "eng", false},    {"eng", "en", false},
-        {"e", "en", false},       {"", "en", false},        {"en", "", false},
-        {"", "", false},          {"de", "en", false},      {"en-", "en", true},
-        {"ja_JP", "ja-JP", true}, {"ja-jp", "JA_JP", true},  {"ja_JP", "ja-JP-x", true},
+        {"en", "en", true},        {"en", "en-US", true},    {"en-US", "en", true},
+        {"en", "en_US", true},     {"EN", "en-us", true},    {"zh-Hant", "zh-Hant-TW", true},
+        {"en-US", "en-GB", false}, {"en", "eng", false},     {"eng", "en", false},
+        {"e", "en", false},        {"", "en", false},        {"en", "", false},
+        {"", "", false},           {"de", "en", false},      {"en-", "en", true},
+        {"ja_JP", "ja-JP", true},  {"ja-jp", "JA_JP", true}, {"ja_JP", "ja-JP-x", true},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(std::string(row.resource) + " / " + row.user);

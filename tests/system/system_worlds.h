@@ -70,7 +70,8 @@ inline std::map<std::string, std::string> const& fullSections() {
 // memory record as the library fills it.
 inline std::map<std::string, std::string> const& emptySections() {
     static std::map<std::string, std::string> const sections = {
-        {"os", R"({"architecture":"","buildNumber":"","kernelVersion":"","name":"","shortName":""})"},
+        {"os",
+         R"({"architecture":"","buildNumber":"","kernelVersion":"","name":"","shortName":""})"},
         {"locale", R"({"country":"","decimalSeparator":"","languages":[],"name":"",)"
                    R"("thousandSeparator":""})"},
         {"timeZone", R"({"name":"","offset":0})"},
