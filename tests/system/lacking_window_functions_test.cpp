@@ -33,11 +33,10 @@ protected:
 TEST_F(LackingWindowFunctions, OnlyTheWindowListFailsAndEveryOtherAnswerIsWhole) {
     for (ListRow const& row : listRows()) {
         SCOPED_TRACE(row.resource);
-        Answer const expected =
-            std::string(row.resource) == "SystemApplicationWindows"
-                ? failure("GET", row.path, 404, "FunctionNotFoundError",
-                          "ormic does not have a requested function.")
-                : ok("GET", row.path, row.full);
+        Answer const expected = std::string(row.resource) == "SystemApplicationWindows"
+                                    ? failure("GET", row.path, 404, "FunctionNotFoundError",
+                                              "ormic does not have a requested function.")
+                                    : ok("GET", row.path, row.full);
         EXPECT_EQ(call(row.resource, "get", "{}"), expected);
         EXPECT_EQ(SimOrmicOpenSnapshotCount(), 0u);
     }
