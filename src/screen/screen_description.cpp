@@ -5,6 +5,7 @@
 #include "loader/loaders.h"
 #include "platform/ormic.h"
 #include "screen/screen_manager.h"
+#include "system/graphics_card.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -169,7 +170,7 @@ pocketjson::Value GetScreenGamma(MiScreen* screen) {
     BridgeCheckError(screen::ScreenManager::Instance().getScreenGamma(screen, &red, &green, &blue),
                      "Failed to get screen gamma.");
     pocketjson::Value v(pocketjson::Type::Object);
-    auto const ramp = [](double const (&values)[256]) {
+    auto const ramp = [](double const(&values)[256]) {
         pocketjson::Value a(pocketjson::Type::Array);
         for (double const d : values)
             a.push_back(d);
@@ -182,18 +183,10 @@ pocketjson::Value GetScreenGamma(MiScreen* screen) {
 }
 
 pocketjson::Value GetScreenGraphicsCard(MiScreen* screen) {
-    pocketjson::Value v(pocketjson::Type::Object);
     OrmVGA* vga = OrmGetVGAOfScreen(screen);
     if (vga == nullptr)
-        return v;
-    v["name"] = textOf(OrmGetVGAName(vga));
-    v["vendor"] = textOf(OrmGetVGAVendor(vga));
-    v["driverName"] = textOf(OrmGetVGADriverName(vga));
-    v["driverVersion"] = textOf(OrmGetVGADriverVersion(vga));
-    v["vram"] = static_cast<std::int64_t>(OrmGetVGAVRAMSize(vga));
-    if (auto location = KAVRI_LOOKUP(ormicLoader::loader(), OrmGetVGADeviceLocationID))
-        v["deviceLocationId"] = location(vga);
-    return v;
+        return pocketjson::Value(pocketjson::Type::Object);
+    return system::GraphicsCardJson(vga);
 }
 
 } // namespace bridge

@@ -1,6 +1,7 @@
 // SystemInformation: the computer's facts from the system-information library, by section.
 #include "loader/loaders.h"
 #include "platform/ormic.h"
+#include "system/graphics_card.h"
 #include "system/system_resources.h"
 #include "system/system_text.h"
 
@@ -95,20 +96,11 @@ Value ipAddressSection() {
 
 Value graphicsCardsSection() {
     Value cards(Type::Array);
-    auto const location = KAVRI_LOOKUP(ormicLoader::loader(), OrmGetVGADeviceLocationID);
     for (std::uint32_t i = 0;; ++i) {
         OrmVGA* vga = OrmEnumVGA(i);
         if (vga == nullptr)
             break;
-        Value card(Type::Object);
-        card["name"] = LibraryText(OrmGetVGAName(vga));
-        card["vendor"] = LibraryText(OrmGetVGAVendor(vga));
-        card["driverName"] = LibraryText(OrmGetVGADriverName(vga));
-        card["driverVersion"] = LibraryText(OrmGetVGADriverVersion(vga));
-        card["vram"] = static_cast<std::int64_t>(OrmGetVGAVRAMSize(vga));
-        if (location != nullptr)
-            card["deviceLocationId"] = location(vga);
-        cards.push_back(card);
+        cards.push_back(system::GraphicsCardJson(vga));
     }
     return cards;
 }
