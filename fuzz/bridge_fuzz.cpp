@@ -393,6 +393,7 @@ void checkAlways() {
     check(SimOstranaViolationCount() == 0, "the logging library saw a contract violation");
     check(SimScrinfoStaleHandleCount() == 0, "a screen or EDID handle of an earlier list was used");
     check(SimOrmicViolationCount() == 0, "the system-information library saw a bad call");
+    check(SimOrmicOpenSnapshotCount() == 0, "a system-information snapshot was left open");
     checkEvents();
 }
 
