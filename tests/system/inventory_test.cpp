@@ -14,19 +14,7 @@ namespace {
 using namespace systemtest;
 using namespace test;
 
-class Inventory : public PluginTest {
-protected:
-    void SetUp() override {
-        SimWorldClearFailures();
-        SimOrmicResetCounts();
-        ASSERT_EQ(SimWorldLoad(kFullWorld.c_str()), nullptr);
-    }
-    void TearDown() override {
-        SimWorldClearFailures();
-        EXPECT_EQ(SimOrmicOpenSnapshotCount(), 0u);
-        EXPECT_EQ(SimOrmicViolationCount(), 0u);
-    }
-};
+class Inventory : public SystemTest {};
 
 class ProcessQuery : public Inventory {};
 class PreferredLanguage : public Inventory {};

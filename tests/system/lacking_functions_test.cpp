@@ -36,18 +36,7 @@ std::string withoutMember(std::string text, std::string const& member) {
     return text;
 }
 
-class LackingFunctions : public PluginTest {
-protected:
-    void SetUp() override {
-        SimWorldClearFailures();
-        SimOrmicResetCounts();
-        ASSERT_EQ(SimWorldLoad(kFullWorld.c_str()), nullptr);
-    }
-    void TearDown() override {
-        EXPECT_EQ(SimOrmicOpenSnapshotCount(), 0u);
-        EXPECT_EQ(SimOrmicViolationCount(), 0u);
-    }
-};
+class LackingFunctions : public SystemTest {};
 
 TEST_F(LackingFunctions, InformationLeavesOutCountryAndDeviceLocationOnly) {
     std::map<std::string, std::string> sections = fullSections();

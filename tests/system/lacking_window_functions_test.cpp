@@ -17,18 +17,7 @@ using namespace test;
 // OrmGetApplicationWindowClassName, and its exports directory holds it under the run-time name.
 ReplacedInExports const kOrmicVariant("libormic_x64.so", TOLMA_ORMIC_VARIANT);
 
-class LackingWindowFunctions : public PluginTest {
-protected:
-    void SetUp() override {
-        SimWorldClearFailures();
-        SimOrmicResetCounts();
-        ASSERT_EQ(SimWorldLoad(kFullWorld.c_str()), nullptr);
-    }
-    void TearDown() override {
-        EXPECT_EQ(SimOrmicOpenSnapshotCount(), 0u);
-        EXPECT_EQ(SimOrmicViolationCount(), 0u);
-    }
-};
+class LackingWindowFunctions : public SystemTest {};
 
 TEST_F(LackingWindowFunctions, OnlyTheWindowListFailsAndEveryOtherAnswerIsWhole) {
     for (ListRow const& row : listRows()) {

@@ -15,18 +15,8 @@ namespace {
 using namespace systemtest;
 using namespace test;
 
-class SystemInformationTest : public PluginTest {
+class SystemInformationTest : public SystemTest {
 protected:
-    void SetUp() override {
-        SimWorldClearFailures();
-        SimOrmicResetCounts();
-        ASSERT_EQ(SimWorldLoad(kFullWorld.c_str()), nullptr);
-    }
-    void TearDown() override {
-        SimWorldClearFailures();
-        EXPECT_EQ(SimOrmicOpenSnapshotCount(), 0u);
-        EXPECT_EQ(SimOrmicViolationCount(), 0u);
-    }
     static Answer information(char const* query) {
         return call("SystemInformation", "get", "{}", query);
     }

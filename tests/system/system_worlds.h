@@ -1,5 +1,8 @@
-// The system facts of the system tests' worlds and the answers the plug-in gives for them.
+// The system facts of the system tests' worlds, the answers the plug-in gives, and the fixture.
 #pragma once
+
+#include "plugin_test.h"
+#include "sim/sim_control.h"
 
 #include <map>
 #include <string>
@@ -128,5 +131,21 @@ inline std::vector<ListRow> const& listRows() {
     };
     return rows;
 }
+
+// The plug-in over the full world, with no library call set to fail; after each test no snapshot
+// is left open and the system-information library saw no bad call.
+class SystemTest : public test::PluginTest {
+protected:
+    void SetUp() override {
+        SimWorldClearFailures();
+        SimOrmicResetCounts();
+        ASSERT_EQ(SimWorldLoad(kFullWorld.c_str()), nullptr);
+    }
+    void TearDown() override {
+        SimWorldClearFailures();
+        EXPECT_EQ(SimOrmicOpenSnapshotCount(), 0u);
+        EXPECT_EQ(SimOrmicViolationCount(), 0u);
+    }
+};
 
 } // namespace systemtest
