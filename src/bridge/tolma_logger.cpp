@@ -32,12 +32,6 @@ char const* fieldBreakEscape(char c) {
 
 } // namespace
 
-std::string LoggerBase::escapeLineBreaks(std::string const& text) {
-    std::string out;
-    appendEscaped(out, text, std::string::npos);
-    return out;
-}
-
 void LoggerBase::appendEscaped(std::string& out, std::string const& text, std::size_t limit) {
     std::size_t i = 0;
     while (i < text.size()) {
@@ -69,7 +63,8 @@ std::string LoggerBase::resultLine(std::string const& method, std::string const&
                                    BridgeResult const& result) {
     bool const success = result.statusCode >= 200 && result.statusCode <= 299;
     std::string line = "statusCode:" + std::to_string(static_cast<int>(result.statusCode)) +
-                       "\tmethod:" + method + "\turi:" + escapeLineBreaks(uri);
+                       "\tmethod:" + method + "\turi:";
+    appendEscaped(line, uri, std::string::npos);
     if (success) {
         line += "\tmsg:Success";
         return line;

@@ -23,15 +23,14 @@ public:
     // "event:E\tmsg:T" at level 3.
     void logEvent(std::string const& event, std::string const& message);
 
-    // The text of a request line, without delivering it. The uri goes through escapeLineBreaks.
+    // The text of a request line, without delivering it. The uri is written through appendEscaped.
     static std::string resultLine(std::string const& method, std::string const& uri,
                                   BridgeResult const& result);
 
-    // Page text as it may stand in a line: CR, LF, TAB and NUL written as %0D, %0A, %09 and %00,
-    // so that one request is always one line of its own fields. Every other byte stays.
-    static std::string escapeLineBreaks(std::string const& text);
-    // As escapeLineBreaks, appended to `out`, but only whole characters of `text` (a UTF-8
-    // sequence, or one byte that starts none) while `out` stays within `limit` bytes.
+    // Appends page text as it may stand in a line: CR, LF, TAB and NUL written as %0D, %0A, %09
+    // and %00, so that one request is always one line of its own fields; every other byte stays.
+    // Only whole characters of `text` (a UTF-8 sequence, or one byte that starts none) are
+    // appended while `out` stays within `limit` bytes (npos: no limit).
     static void appendEscaped(std::string& out, std::string const& text, std::size_t limit);
 
     std::string const name;
