@@ -37,6 +37,7 @@
 #include "sim/host/exports_directory.h"
 #include "sim/host/plugin.h"
 #include "sim/host/recorded.h"
+#include "sim/host/utf8_check.h"
 #include "sim/sim_control.h"
 
 #include <algorithm>
@@ -291,47 +292,6 @@ bool verbose = false;
 
 // ---- Checks on texts ----------------------------------------------------------------------------
 
-bool validUtf8(std::string const& text) {
-    auto const* p = reinterpret_cast<unsigned char const*>(text.data());
-    auto const* const end = p + text.size();
-    while (p < end) {
-        unsigned char const c = *p;
-        if (c < 0x80) {
-            ++p;
-            continue;
-        }
-        std::size_t length = 0;
-        std::uint32_t code = 0;
-        std::uint32_t minimum = 0;
-        if (c >= 0xC2 && c <= 0xDF) {
-            length = 2;
-            code = c & 0x1Fu;
-            minimum = 0x80;
-        } else if (c >= 0xE0 && c <= 0xEF) {
-            length = 3;
-            code = c & 0x0Fu;
-            minimum = 0x800;
-        } else if (c >= 0xF0 && c <= 0xF4) {
-            length = 4;
-            code = c & 0x07u;
-            minimum = 0x10000;
-        } else {
-            return false;
-        }
-        if (static_cast<std::size_t>(end - p) < length)
-            return false;
-        for (std::size_t i = 1; i < length; ++i) {
-            if ((p[i] & 0xC0u) != 0x80u)
-                return false;
-            code = (code << 6) | (p[i] & 0x3Fu);
-        }
-        if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
-            return false;
-        p += length;
-    }
-    return true;
-}
-
 // The C string a text is as an argument: what comes before its first NUL byte.
 std::string asArgument(std::string const& text) {
     return std::string(text.c_str());
@@ -367,7 +327,8 @@ std::vector<std::pair<std::int32_t, std::string>> requestLinesSince(std::size_t 
     for (sim::LogLine const& line : logging().lines(from)) {
         check(line.line.find_first_of("\r\n") == std::string::npos,
               "a log line holds a raw CR or LF: " + shown(line.line));
-        check(line.name == "Tolma", "a log line under another name than Tolma: " + shown(line.line));
+        check(line.name == "Tolma",
+              "a log line under another name than Tolma: " + shown(line.line));
         if (!isEventLine(line.line))
             requestLines.emplace_back(line.level, line.line);
     }
@@ -380,7 +341,7 @@ void checkEvents() {
         ++eventsChecked;
         check(!event.name.empty(), "an event without a name");
         std::string const& payload = event.json;
-        check(validUtf8(payload), "an event payload is not UTF-8: " + shown(payload));
+        check(sim::host::IsStrictUtf8(payload), "an event payload is not UTF-8: " + shown(payload));
         pocketjson::Parser parser;
         pocketjson::Value value;
         check(parser.parse(payload, value), "an event payload is not JSON: " + shown(payload));
@@ -590,7 +551,7 @@ Answer callResource(std::size_t index, Text const (&texts)[4]) {
 
     // The answer: UTF-8 JSON, {"error":null,"value":...} exactly for 200, otherwise an error
     // object with a message and a name, and a null value.
-    check(validUtf8(answer.json), "the answer is not UTF-8: " + shown(answer.json));
+    check(sim::host::IsStrictUtf8(answer.json), "the answer is not UTF-8: " + shown(answer.json));
     pocketjson::Parser parser;
     pocketjson::Value parsed;
     check(parser.parse(answer.json, parsed),

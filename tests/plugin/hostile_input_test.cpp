@@ -1,10 +1,10 @@
 // Hostile input through libtolma.so.2: paths, page text, log lines, sizes, depths and NULLs.
+#include "json/parser.h"
 #include "plugin_test.h"
 #include "screen_worlds.h"
 #include "sim/host/recorded.h"
+#include "sim/host/utf8_check.h"
 #include "sim/sim_control.h"
-
-#include "json/parser.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,42 +20,22 @@ namespace {
 using namespace test;
 using screentest::worldOf;
 
-std::string const kWorld = worldOf(
-    R"([{"id":"A","bounds":{"x":0,"y":0,"width":1920,"height":1080},"primary":true,)"
-    R"("profile":"/icc/a.icc","edid":{"productName":"P24","serialNumber":"123"}}])");
+std::string const kWorld =
+    worldOf(R"([{"id":"A","bounds":{"x":0,"y":0,"width":1920,"height":1080},"primary":true,)"
+            R"("profile":"/icc/a.icc","edid":{"productName":"P24","serialNumber":"123"}}])");
 
 bool exists(std::string const& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0;
 }
 
-// Strict UTF-8, written out here so that the plug-in's own check is not its own witness.
-bool validUtf8(std::string const& text) {
-    for (std::size_t i = 0; i < text.size();) {
-        auto const c = static_cast<unsigned char>(text[i]);
-        std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-        if (n == 0 || i + n > text.size())
-            return false;
-        std::uint32_t cp = n == 1 ? c : (c & (0x7Fu >> n));
-        for (std::size_t k = 1; k < n; ++k) {
-            auto const b = static_cast<unsigned char>(text[i + k]);
-            if ((b & 0xC0) != 0x80)
-                return false;
-            cp = (cp << 6) | (b & 0x3F);
-        }
-        std::uint32_t const least[] = {0, 0, 0x80, 0x800, 0x10000};
-        if (cp < least[n] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
-            return false;
-        i += n;
-    }
-    return true;
-}
-
 class HostileInput : public test::PluginTest {
 protected:
     void SetUp() override { ASSERT_NO_FATAL_FAILURE(loadWorld(kWorld)); }
 
-    static Answer profile() { return call("ScreenAtIndex", "get", R"({"index":0})", R"({"profile":1})"); }
+    static Answer profile() {
+        return call("ScreenAtIndex", "get", R"({"index":0})", R"({"profile":1})");
+    }
     static Answer profileIs(std::string const& path) {
         return ok("GET", "Screens/0", "\"" + path + "\"");
     }
@@ -122,7 +102,7 @@ TEST_F(HostileInput, PageTextThatIsNotStrictUtf8IsRefusedBeforeItIsStored) {
             << row.what;
         Answer const now = profile();
         EXPECT_EQ(now, profileIs("/icc/a.icc")) << row.what;
-        EXPECT_TRUE(validUtf8(now.json)) << row.what;
+        EXPECT_TRUE(sim::host::IsStrictUtf8(now.json)) << row.what;
     }
     // Text outside ASCII that is valid goes through and comes back unchanged.
     std::string const valid = "/p/\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF.icc";
@@ -196,12 +176,12 @@ TEST_F(HostileInput, LongSelectorsAreCutAtACharacterBoundaryAfterEscaping) {
 
 TEST_F(HostileInput, OversizedAndOverdeepArgumentsAreRefusedInTheNormalCycle) {
     std::size_t const limit = std::size_t{16} << 20;
-    std::string const hugeBody = "\"" + std::string(limit - 1, 'x') + "\"";   // limit + 1 bytes
-    std::string const fullBody = std::string(limit - 2, ' ') + "{}";          // exactly the limit
+    std::string const hugeBody = "\"" + std::string(limit - 1, 'x') + "\""; // limit + 1 bytes
+    std::string const fullBody = std::string(limit - 2, ' ') + "{}";        // exactly the limit
     // The object around the index is the first level.
     std::string const deep = R"({"index":)" + std::string(999, '[') + std::string(999, ']') + "}";
-    std::string const deeper = R"({"index":)" + std::string(1000, '[') + "0" +
-                               std::string(1000, ']') + "}";
+    std::string const deeper =
+        R"({"index":)" + std::string(1000, '[') + "0" + std::string(1000, ']') + "}";
     std::string const million = std::string(1000000, '[');
     std::string const bracketsInAString = R"({"index":0,"x":")" + std::string(5000, '[') + "\"}";
     std::string const hundredMegabytes(100u << 20, 'x');
