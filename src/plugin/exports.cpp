@@ -2,6 +2,7 @@
 #include "plugin/tolma.h"
 
 #include "notification/device_notification.h"
+#include "notification/device_notification_manager.h"
 #include "notification/native_event_filter.h"
 #include "screen/screens.h"
 #include "system/power_management.h"
@@ -39,7 +40,7 @@ TOLMA_EXPORT void Setup(void) {
 // watcher, no screen re-read waiting or running) until the page asks again.
 TOLMA_EXPORT void TearDown(void) {
     guarded([] { kavri::notification::UnregisterSystemChangeNotification(); });
-    guarded([] { kavri::notification::UnregisterDeviceChangeNotification(); });
+    guarded([] { kavri::notification::StopDeviceChangeNotification(); });
     guarded([] { kavri::notification::StopScreenChangeNotification(); });
 }
 
