@@ -36,15 +36,31 @@ std::vector<DemoStep> const& demoSteps() {
         {"", "screens change [{\"id\":\"DP-1\",\"bounds\":{\"x\":0,\"y\":0,\"width\":2560,"
              "\"height\":1440},\"refreshRate\":59.951,\"primary\":true}]"},
         {"", "wait event screenChanged 10"},
-        {"", "put DeviceNotification"},
         {"", "call SystemLoginItem --method put --params {\"name\":\"Tolma\"}"},
         {"The extra functions a host calls directly", "idle reset"},
         {"", "power disable"},
         {"", "power restore"},
-        {"Unplugging the maker's monitor and plugging it in again", "unplug monitor 23A04117"},
-        {"", "plug monitor 23A04117"},
-        {"Events are printed as the plug-in pushes them", "wait 0.5"},
-        {"", "events"},
+        {"USB hot-plug watching: is it available here?",
+         "get DeviceNotification --query {\"supports\":1}"},
+        {"Switching it on reports the devices already attached to the watcher at once; the answer "
+         "lists what changed since the device managers first looked (nothing yet)",
+         "put DeviceNotification"},
+        {"", "wait 1"},
+        {"Unplugging the maker's monitor: 0.6 s after the USB event the plug-in pushes "
+         "\"monitorChanged\"",
+         "unplug monitor 23A04117"},
+        {"", "wait event monitorChanged 5"},
+        {"Plugging it in again", "plug monitor 23A04117"},
+        {"", "wait event monitorChanged 5"},
+        {"The colour sensor and the lighting device go and come back",
+         "unplug sensor 2001"},
+        {"", "wait event sensorChanged 5"},
+        {"", "unplug lighting LB500042"},
+        {"", "wait event lightingEquipmentChanged 5"},
+        {"", "plug lighting LB500042"},
+        {"", "wait event lightingEquipmentChanged 5"},
+        {"Switching hot-plug watching off", "delete DeviceNotification"},
+        {"Events are printed as the plug-in pushes them; these were not waited for", "events"},
     };
     return steps;
 }

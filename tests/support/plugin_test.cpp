@@ -72,6 +72,16 @@ sim::host::LoggingStandIn const& PluginTest::logging() {
 
 Answer PluginTest::call(char const* resource, std::string const& method, char const* parameters,
                         char const* query, char const* body) {
+    std::vector<std::string> eventLines;
+    Answer answer = callLoggingEvents(resource, method, parameters, query, body, &eventLines);
+    if (answer.status != -1 && !eventLines.empty())
+        return Answer{-1, "not one log line of Tolma", -1, ""};
+    return answer;
+}
+
+Answer PluginTest::callLoggingEvents(char const* resource, std::string const& method,
+                                     char const* parameters, char const* query, char const* body,
+                                     std::vector<std::string>* eventLines) {
     sim::host::ResourceFunction const function = plugin().resource(resource);
     if (function == nullptr)
         return Answer{-1, std::string("no export ") + resource, -1, ""};
@@ -82,10 +92,18 @@ Answer PluginTest::call(char const* resource, std::string const& method, char co
     std::vector<sim::Response> const responses = sim::host::responses();
     if (responses.size() != 1 || responses[0].promiseId != promise)
         return Answer{-1, "not one answer for the promise", -1, ""};
-    std::vector<sim::LogLine> const lines = logging().lines();
-    if (lines.size() != 1 || lines[0].name != "Tolma")
+    std::vector<sim::LogLine> lines = logging().lines();
+    for (sim::LogLine const& line : lines)
+        if (line.name != "Tolma")
+            return Answer{-1, "a log line of another logger", -1, ""};
+    if (lines.empty())
         return Answer{-1, "not one log line of Tolma", -1, ""};
-    return Answer{responses[0].statusCode, responses[0].json, lines[0].level, lines[0].line};
+    sim::LogLine const own = lines.back();
+    lines.pop_back();
+    eventLines->clear();
+    for (sim::LogLine const& line : lines)
+        eventLines->push_back(std::to_string(line.level) + " " + line.line);
+    return Answer{responses[0].statusCode, responses[0].json, own.level, own.line};
 }
 
 void PluginTest::loadWorld(std::string const& world) {

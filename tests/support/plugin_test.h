@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -85,6 +86,11 @@ protected:
     // as status and level -1 with the reason in json.
     static Answer call(char const* resource, std::string const& method, char const* parameters,
                        char const* query = "{}", char const* body = "{}");
+    // As call(), for a request that may also log events: the Tolma lines before the request's
+    // own (which must be the last) come back in *eventLines, in order.
+    static Answer callLoggingEvents(char const* resource, std::string const& method,
+                                    char const* parameters, char const* query,
+                                    char const* body, std::vector<std::string>* eventLines);
 
     // Loads a world (SimWorldLoad) and releases the plug-in's list of screens (Screens DELETE),
     // so that the next request lists the new world's screens.

@@ -1,0 +1,63 @@
+// The device tests' worlds, the DeviceNotification answers they expect, and the shared fixture.
+#pragma once
+
+#include "plugin_test.h"
+#include "sim/devices/devices_testing.h"
+#include "sim/records.h"
+#include "sim/sim_control.h"
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace devicetest {
+
+// A world of devices only (members "monitors", "sensors", ... as JSON member text, or ""), with
+// no screen events.
+inline std::string deviceWorld(std::string const& members) {
+    return R"({"display":{"randrEventBase":0})" + (members.empty() ? "" : "," + members) + "}";
+}
+
+// The value of a PUT DeviceNotification: each of the three as {"added":[...],"removed":[...]}.
+inline std::string putValue(std::string const& monitors, std::string const& sensors,
+                            std::string const& lights, bool supports = true) {
+    return R"({"lightingEquipments":)" + lights + R"(,"monitors":)" + monitors +
+           R"(,"sensors":)" + sensors + R"(,"supports":)" + (supports ? "true" : "false") + "}";
+}
+inline std::string const kNoChange = R"({"added":[],"removed":[]})";
+
+// Pelto's record of forgotten sensors, "deviceId" or "deviceId of MONITOR-SERIAL".
+inline std::vector<std::string> forgottenSensors(sim::DeviceStandIn const& pelto) {
+    auto count = pelto.function<decltype(&SimPeltoRemovedCount)>("SimPeltoRemovedCount");
+    auto at = pelto.function<decltype(&SimPeltoRemovedAt)>("SimPeltoRemovedAt");
+    std::vector<std::string> out;
+    for (std::size_t i = 0; count != nullptr && at != nullptr && i < count(); ++i) {
+        std::uint32_t deviceId = 0;
+        std::uint64_t individualId = 0;
+        char const* monitor = "";
+        std::int32_t serial = 0;
+        at(i, &deviceId, &individualId, &monitor, &serial);
+        out.push_back(std::to_string(deviceId) +
+                      (monitor[0] != '\0' ? std::string(" of ") + monitor : ""));
+    }
+    return out;
+}
+
+// The recorded events named `name` from index `from` on, waiting up to `limit` for the first.
+inline std::vector<sim::Event> waitForEvents(std::string const& name, std::size_t from,
+                                             std::chrono::milliseconds limit) {
+    auto const deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        std::vector<sim::Event> named;
+        for (sim::Event const& event : sim::host::events(from))
+            if (event.name == name)
+                named.push_back(event);
+        if (!named.empty() || std::chrono::steady_clock::now() > deadline)
+            return named;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+} // namespace devicetest
