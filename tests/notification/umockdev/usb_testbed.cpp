@@ -3,22 +3,36 @@
 
 #include <cstdio>
 #include <stdexcept>
-
 #include <umockdev.h>
 
 namespace test {
 
 namespace {
 
-// The device descriptor (18 bytes) and one configuration descriptor without interfaces (9 bytes),
-// as the kernel's binary "descriptors" attribute holds them, in hex. Multi-byte fields are little
-// endian.
+std::uint8_t low(std::uint16_t value) {
+    return static_cast<std::uint8_t>(value & 0xFFu);
+}
+std::uint8_t high(std::uint16_t value) {
+    return static_cast<std::uint8_t>(value >> 8u);
+}
+
+// What the kernel's binary "descriptors" attribute holds, in hex: the device descriptor, then one
+// configuration descriptor without interfaces. Multi-byte fields are little endian.
 std::string descriptorsHex(std::uint16_t vendorId, std::uint16_t productId) {
-    char hex[64];
-    std::snprintf(hex, sizeof hex,
-                  "12010002000000" "40" "%02X%02X" "%02X%02X" "0001" "000000" "01"
-                  "0902" "0900" "00" "01" "00" "80" "32",
-                  vendorId & 0xFFu, vendorId >> 8u, productId & 0xFFu, productId >> 8u);
+    std::uint8_t const bytes[] = {
+        // Device: length, type, USB 2.0, class, subclass and protocol per interface, 64-byte
+        // control packets, vendor, product, release 1.00, no strings, one configuration.
+        18, 0x01, 0x00, 0x02, 0, 0, 0, 64, low(vendorId), high(vendorId), low(productId),
+        high(productId), 0x00, 0x01, 0, 0, 0, 1,
+        // Configuration: length, type, total length 9, no interfaces, value 1, no string, bus
+        // powered, 100 mA.
+        9, 0x02, 9, 0, 0, 1, 0, 0x80, 50};
+    std::string hex;
+    for (std::uint8_t const byte : bytes) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02X", unsigned{byte});
+        hex += digits;
+    }
     return hex;
 }
 
@@ -26,11 +40,15 @@ std::string descriptorsHex(std::uint16_t vendorId, std::uint16_t productId) {
 
 UsbTestbed::UsbTestbed() : testbed_(umockdev_testbed_new()) {}
 
-UsbTestbed::~UsbTestbed() { g_object_unref(testbed_); }
+UsbTestbed::~UsbTestbed() {
+    g_object_unref(testbed_);
+}
 
 // The simulator answers from the first call on and caches it, so the first call must come after
 // a testbed exists, as it does here.
-bool UsbTestbed::active() const { return umockdev_in_mock_environment() != 0; }
+bool UsbTestbed::active() const {
+    return umockdev_in_mock_environment() != 0;
+}
 
 SimulatedUsbDevice UsbTestbed::add(std::uint16_t vendorId, std::uint16_t productId) {
     // Addresses 2..127 on bus 1, then on bus 2, and so on (address 1 is the root hub's).

@@ -1,6 +1,6 @@
-// Self-check of the USB testbed against the real libusb: enumeration on registration, plugging in
-// and out through the hot-plug callback, and the crash of a poll without a context after the last
-// one was exited.
+// Self-check of the USB testbed (usb_testbed.h) against the real libusb.
+// It covers the enumeration on registration, plugging in and out through the hot-plug callback,
+// and the crash of a poll without a context after the last one was exited.
 #include "usb_testbed.h"
 
 #include <algorithm>
@@ -9,22 +9,20 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <functional>
+#include <libusb.h>
 #include <memory>
 #include <mutex>
+#include <spawn.h>
 #include <sstream>
 #include <string>
-#include <thread>
-#include <vector>
-
-#include <fcntl.h>
-#include <libusb.h>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -177,10 +175,9 @@ protected:
     void registerCallback() {
         int const events = LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED | LIBUSB_HOTPLUG_EVENT_DEVICE_LEFT;
         ASSERT_EQ(libusb_hotplug_register_callback(
-                      context_, static_cast<libusb_hotplug_event>(events),
-                      LIBUSB_HOTPLUG_ENUMERATE, LIBUSB_HOTPLUG_MATCH_ANY,
-                      LIBUSB_HOTPLUG_MATCH_ANY, LIBUSB_HOTPLUG_MATCH_ANY, onHotplug, &recorder_,
-                      &handle_),
+                      context_, static_cast<libusb_hotplug_event>(events), LIBUSB_HOTPLUG_ENUMERATE,
+                      LIBUSB_HOTPLUG_MATCH_ANY, LIBUSB_HOTPLUG_MATCH_ANY, LIBUSB_HOTPLUG_MATCH_ANY,
+                      onHotplug, &recorder_, &handle_),
                   LIBUSB_SUCCESS);
         registered_ = true;
     }
@@ -217,7 +214,8 @@ TEST_F(UsbTestbedTest, TheDevicesPluggedInBeforeRegistrationAreEnumeratedWithThe
 
 TEST_F(UsbTestbedTest, ADevicePluggedInAndOutArrivesThenLeaves) {
     registerCallback();
-    ASSERT_TRUE(recorder_.described().empty()) << "the testbed is empty, yet libusb reports devices";
+    ASSERT_TRUE(recorder_.described().empty())
+        << "the testbed is empty, yet libusb reports devices";
     startPolling();
 
     auto const sensor = testbed_.add(0x29AB, 0x8000);
@@ -377,9 +375,9 @@ TEST(UsbTestbedChild, PollingWithoutAContextAfterTheLastExitCrashes) {
         GTEST_SKIP() << "libusb " << versionText.str()
                      << " survives a poll without a context after the last exit:\n"
                      << run.err;
-    EXPECT_EQ(run.signal, SIGSEGV) << "libusb " << versionText.str() << ", exit status "
-                                   << run.status << ", stderr:\n"
-                                   << run.err;
+    EXPECT_EQ(run.signal, SIGSEGV)
+        << "libusb " << versionText.str() << ", exit status " << run.status << ", stderr:\n"
+        << run.err;
     EXPECT_EQ(run.err.find("returned"), std::string::npos) << run.err;
 }
 
