@@ -18,11 +18,7 @@ class DeviceTracking : public PluginTest {
 protected:
     static void SetUpTestSuite() {
         PluginTest::SetUpTestSuite();
-        usb().function<decltype(&SimUsbSetHotplugCapability)>("SimUsbSetHotplugCapability")(0);
-    }
-    static sim::DeviceStandIn const& usb() {
-        static sim::DeviceStandIn const standIn(sim::fakeLibusbPath(), "Usb");
-        return standIn;
+        usbControl<decltype(&SimUsbSetHotplugCapability)>("SimUsbSetHotplugCapability")(0);
     }
     static sim::DeviceStandIn const& pelto() {
         static sim::DeviceStandIn const standIn(sim::peltoPath(), "Pelto");

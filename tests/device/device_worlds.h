@@ -60,4 +60,30 @@ inline std::vector<sim::Event> waitForEvents(std::string const& name, std::size_
     }
 }
 
+// The fake libusb that the plug-in opened by its bare name (the same file, so the same instance).
+inline sim::DeviceStandIn const& fakeUsb() {
+    static sim::DeviceStandIn const* const standIn =
+        new sim::DeviceStandIn(sim::fakeLibusbPath(), "Usb");
+    return *standIn;
+}
+// One of the fake libusb's controls, e.g. usbControl<decltype(&SimUsbContextCount)>("...").
+template <typename F>
+F usbControl(char const* name) {
+    return fakeUsb().function<F>(name);
+}
+
+// True once the fake libusb has called the callbacks for every queued change; false after `limit`.
+inline bool waitForUsbDelivery(std::chrono::milliseconds limit) {
+    auto pending = usbControl<decltype(&SimUsbPendingEventCount)>("SimUsbPendingEventCount");
+    if (pending == nullptr)
+        return false;
+    auto const deadline = std::chrono::steady_clock::now() + limit;
+    while (pending() != 0) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
 } // namespace devicetest

@@ -43,20 +43,6 @@ protected:
         ASSERT_EQ(on.status, 200) << on;
     }
 
-    static sim::DeviceStandIn const& usb() {
-        static sim::DeviceStandIn const standIn(sim::fakeLibusbPath(), "Usb");
-        return standIn;
-    }
-    // Waits until the fake libusb has called the callback for every queued change.
-    static void waitForDelivery() {
-        auto pending = usb().function<decltype(&SimUsbPendingEventCount)>("SimUsbPendingEventCount");
-        ASSERT_NE(pending, nullptr);
-        auto const deadline = std::chrono::steady_clock::now() + kEventDeadline;
-        while (pending() != 0 && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::sleep_for(milliseconds(5));
-        ASSERT_EQ(pending(), 0u);
-    }
-
     // Runs `change`, then expects exactly one event `name` with `json` and the log line.
     static void expectEvent(std::function<char const*()> const& change, std::string const& name,
                             std::string const& json, std::string const& logText) {
@@ -76,7 +62,7 @@ protected:
     static void expectNoEvent(std::function<char const*()> const& change) {
         std::size_t const firstEvent = sim::host::events().size();
         ASSERT_EQ(change(), nullptr);
-        ASSERT_NO_FATAL_FAILURE(waitForDelivery());
+        ASSERT_TRUE(waitForUsbDelivery(kEventDeadline));
         std::this_thread::sleep_for(kQuietPeriod);
         EXPECT_EQ(sim::host::events(firstEvent).size(), 0u);
     }
