@@ -5,6 +5,7 @@
 #include "sim/host/recorded.h"
 #include "sim/sim_control.h"
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -97,6 +98,11 @@ TEST(PluginSymbols, NeedsOnlyTheHostLibrariesAndTheRuntime) {
                                       library.rfind("libtsan", 0) == 0;
         EXPECT_TRUE(allowed.count(library) || sanitizerRuntime) << library;
     }
+    // Each of the six linked libraries of the host and the maker is asked for by soname.
+    for (char const* linked : {"libpagebridge.so.2", "libhostplug_x64.so.1", "libscrinfo2_x64.so.2",
+                               "libormic_x64.so.1", "libvqc_x64.so.1", "libmeterlink_x64.so.2"})
+        EXPECT_NE(std::find(elf.needed.begin(), elf.needed.end(), linked), elf.needed.end())
+            << linked;
 }
 
 } // namespace
