@@ -1,6 +1,7 @@
 // Unloading and exiting with plug-in work in flight, each case in a child process with a deadline.
 #include "sim/host/exports_directory.h"
 #include "sim/host/plugin.h"
+#include "sim/devices/devices_testing.h"
 #include "sim/sim_control.h"
 
 #include <chrono>
@@ -135,6 +136,53 @@ int loadAndUnloadManyTimes() {
                                                                                              : 5;
 }
 
+// Hot-plug watching on, then the default world's monitor, sensor and lighting device unplugged
+// and the monitor plugged in again: the watcher holds the monitor for its settling second and
+// updates wait on their threads.
+bool watchAndPlugDevices(Host& host) {
+    if (!host.load())
+        return false;
+    host.call("DeviceNotification", R"({"method":"put"})");
+    char const* const changes[][2] = {
+        {"sensors", "2001"}, {"lightingDevices", "LB500042"}, {"monitors", "23A04117"}};
+    for (auto const& change : changes)
+        if (SimWorldSetAttached(change[0], change[1], 0) != nullptr)
+            return false;
+    if (SimWorldSetAttached("monitors", "23A04117", 1) != nullptr)
+        return false;
+    std::this_thread::sleep_for(200ms);
+    return true;
+}
+
+// After TearDown nothing runs: no event, no libusb context, no call of a gone context.
+int unloadWithHotplugInFlight(bool tearDown) {
+    Host host;
+    if (!watchAndPlugDevices(host))
+        return 2;
+    if (tearDown)
+        host.plugin.tearDown();
+    std::size_t const events = SimPageBridgeEventCount();
+    if (host.plugin.close() != 0)
+        return 3;
+    std::fprintf(stderr, "unloaded\n");
+    if (tearDown) {
+        std::this_thread::sleep_for(2000ms);
+        sim::DeviceStandIn const usb(sim::fakeLibusbPath(), "Usb");
+        auto contexts = usb.function<decltype(&SimUsbContextCount)>("SimUsbContextCount");
+        if (contexts == nullptr || contexts() != 0 || usb.violations() != 0 ||
+            SimPageBridgeEventCount() != events)
+            return 4;
+    }
+    return 0;
+}
+
+int exitWithHotplugInFlight() {
+    static Host* host = new Host; // the host's own objects outlive the exit handlers
+    if (!watchAndPlugDevices(*host))
+        return 2;
+    std::exit(0);
+}
+
 std::map<std::string, std::function<int()>> const& scenarios() {
     static std::map<std::string, std::function<int()>> const all = {
         {"unload-after-teardown", [] { return unloadWhileTheReReadRuns(true); }},
@@ -142,6 +190,9 @@ std::map<std::string, std::function<int()>> const& scenarios() {
         {"exit-without-teardown", [] { return exitWhileTheReReadRuns(false); }},
         {"exit-after-unloading", [] { return exitWhileTheReReadRuns(true); }},
         {"load-unload-cycles", loadAndUnloadManyTimes},
+        {"hotplug-unload-after-teardown", [] { return unloadWithHotplugInFlight(true); }},
+        {"hotplug-unload-without-teardown", [] { return unloadWithHotplugInFlight(false); }},
+        {"hotplug-exit-without-teardown", exitWithHotplugInFlight},
     };
     return all;
 }
@@ -226,7 +277,10 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Case{"unload-after-teardown", "unloaded"},
                       Case{"unload-without-teardown", "unloaded"},
                       Case{"exit-without-teardown", ""}, Case{"exit-after-unloading", ""},
-                      Case{"load-unload-cycles", "answers 2000"}),
+                      Case{"load-unload-cycles", "answers 2000"},
+                      Case{"hotplug-unload-after-teardown", "unloaded"},
+                      Case{"hotplug-unload-without-teardown", "unloaded"},
+                      Case{"hotplug-exit-without-teardown", ""}),
     [](::testing::TestParamInfo<Case> const& param) {
         std::string name = param.param.scenario;
         for (char& c : name)
