@@ -21,7 +21,7 @@ void DesktopSandbox::restore(Saved const& saved) {
 
 DesktopSandbox::DesktopSandbox()
     : savedHome_(save("HOME")), savedBackend_(save("GSETTINGS_BACKEND")),
-      savedBus_(save("DBUS_SESSION_BUS_ADDRESS")) {
+      savedBus_(save("DBUS_SESSION_BUS_ADDRESS")), savedDisplay_(save("DISPLAY")) {
     char pattern[] = "/tmp/tolma-home-XXXXXX";
     if (mkdtemp(pattern) != nullptr) {
         home_ = pattern;
@@ -29,12 +29,14 @@ DesktopSandbox::DesktopSandbox()
     }
     setenv("GSETTINGS_BACKEND", "memory", 1);
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    unsetenv("DISPLAY");
 }
 
 DesktopSandbox::~DesktopSandbox() {
     restore(savedHome_);
     restore(savedBackend_);
     restore(savedBus_);
+    restore(savedDisplay_);
     if (!home_.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(home_, ignored);

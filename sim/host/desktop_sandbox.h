@@ -7,7 +7,9 @@
 namespace sim::host {
 
 // For its lifetime: HOME is a fresh scratch directory (autostart entries and GConf land there),
-// GSettings writes stay in the process (the memory back end) and no session bus is reached.
+// GSettings writes stay in the process (the memory back end), and neither a session bus nor an
+// X display is reached (no pointer warp on the machine's screen, and no bus autolaunched from
+// it).
 // Afterwards the variables are as before and the scratch directory is gone. Set it up before the
 // plug-in first touches GSettings: GIO keeps its back end for the life of the process.
 class DesktopSandbox {
@@ -32,6 +34,7 @@ private:
     Saved savedHome_;
     Saved savedBackend_;
     Saved savedBus_;
+    Saved savedDisplay_;
 };
 
 } // namespace sim::host

@@ -82,10 +82,9 @@ BridgeResult SystemLoginItem::Put(BridgeData const& data) {
     BridgeCheckRequestCondition(name.find('/') == std::string::npos, "name must not contain '/'.");
     BridgeCheckRequestCondition(name.find('\0') == std::string::npos,
                                 "name must not contain a NUL character.");
-    system::LoginItem const item{name, request["iconPath"].toString(""),
-                                 request["description"].toString(""),
-                                 request["arguments"].toString(""),
-                                 request["executablePath"].toString("")};
+    system::LoginItem const item{
+        name, request["iconPath"].toString(""), request["description"].toString(""),
+        request["arguments"].toString(""), request["executablePath"].toString("")};
     bool const enable = enableOf(request["enable"]);
     if (enable) {
         checkEntryValue(item.name, "name");

@@ -15,11 +15,9 @@ struct Xlib {
     explicit Xlib(DynamicLibrary const& x11)
         : openDisplay(KAVRI_LOOKUP(x11, XOpenDisplay)),
           closeDisplay(KAVRI_LOOKUP(x11, XCloseDisplay)),
-          screenCount(KAVRI_LOOKUP(x11, XScreenCount)),
-          rootWindow(KAVRI_LOOKUP(x11, XRootWindow)),
+          screenCount(KAVRI_LOOKUP(x11, XScreenCount)), rootWindow(KAVRI_LOOKUP(x11, XRootWindow)),
           queryPointer(KAVRI_LOOKUP(x11, XQueryPointer)),
-          warpPointer(KAVRI_LOOKUP(x11, XWarpPointer)),
-          flush(KAVRI_LOOKUP(x11, XFlush)) {}
+          warpPointer(KAVRI_LOOKUP(x11, XWarpPointer)), flush(KAVRI_LOOKUP(x11, XFlush)) {}
 
     bool complete() const {
         return openDisplay && closeDisplay && screenCount && rootWindow && queryPointer &&
@@ -57,8 +55,8 @@ void CancelScreenSaver() {
         int windowX = 0;
         int windowY = 0;
         unsigned mask = 0;
-        found = xlib.queryPointer(display, xlib.rootWindow(display, screen), &root, &child, &x,
-                                  &y, &windowX, &windowY, &mask) != False;
+        found = xlib.queryPointer(display, xlib.rootWindow(display, screen), &root, &child, &x, &y,
+                                  &windowX, &windowY, &mask) != False;
     }
     if (found)
         xlib.warpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, x, y);

@@ -6,13 +6,12 @@ namespace devhost_test {
 // The power settings that "power disable" writes stay inside the host process (GSettings'
 // memory back end): a test never changes the desktop settings of the machine it runs on.
 HostRun runHost(HostInput const& input) {
-    test::ProcessInput process{TOLMAHOST_PATH,
-                               input.arguments,
-                               input.stdinText,
-                               {{"TOLMA_SIM_EXPORTS_DIR", ""},
-                                {"TOLMAHOST_PLUGIN", ""},
-                                {"GSETTINGS_BACKEND", "memory"}},
-                               input.timeout};
+    test::ProcessInput process{
+        TOLMAHOST_PATH,
+        input.arguments,
+        input.stdinText,
+        {{"TOLMA_SIM_EXPORTS_DIR", ""}, {"TOLMAHOST_PLUGIN", ""}, {"GSETTINGS_BACKEND", "memory"}},
+        input.timeout};
     process.environment.insert(process.environment.end(), input.environment.begin(),
                                input.environment.end());
     return test::runProcess(process);

@@ -16,9 +16,7 @@ extern char** environ;
 
 namespace test {
 
-namespace {
-
-std::vector<std::string> environmentFor(ProcessInput const& input) {
+std::vector<std::string> childEnvironment(ProcessInput const& input) {
     std::map<std::string, std::string> settings;
     for (auto const& setting : input.environment)
         settings[setting.first] = setting.second;
@@ -34,6 +32,8 @@ std::vector<std::string> environmentFor(ProcessInput const& input) {
     }
     return out;
 }
+
+namespace {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> out;
@@ -60,7 +60,7 @@ ProcessRun runProcess(ProcessInput const& input) {
 
     std::vector<std::string> arguments = {input.program};
     arguments.insert(arguments.end(), input.arguments.begin(), input.arguments.end());
-    std::vector<std::string> environment = environmentFor(input);
+    std::vector<std::string> environment = childEnvironment(input);
     std::vector<char*> argv = pointers(arguments);
     std::vector<char*> envp = pointers(environment);
     pid_t pid = 0;

@@ -26,6 +26,9 @@ struct ProcessInput {
     std::chrono::milliseconds timeout{20000};
 };
 
+// This process's environment ("NAME=value" texts) with `input.environment` applied.
+std::vector<std::string> childEnvironment(ProcessInput const& input);
+
 // Feeds the input and collects both outputs; the child is killed (and timedOut set) past the
 // timeout.
 ProcessRun runProcess(ProcessInput const& input);

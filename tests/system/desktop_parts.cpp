@@ -14,8 +14,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace desktop {
 
 ScratchDirectory::ScratchDirectory() {
@@ -77,20 +75,7 @@ BackgroundProcess::BackgroundProcess(test::ProcessInput const& input, int output
         return;
     std::vector<std::string> texts = {input.program};
     texts.insert(texts.end(), input.arguments.begin(), input.arguments.end());
-    std::vector<std::string> environment;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        std::string const text = *entry;
-        bool replaced = false;
-        for (auto const& setting : input.environment)
-            replaced = replaced || text.compare(0, setting.first.size() + 1,
-                                                setting.first + "=") == 0;
-        if (!replaced)
-            environment.push_back(text);
-    }
-    for (auto const& setting : input.environment) {
-        if (!setting.second.empty())
-            environment.push_back(setting.first + "=" + setting.second);
-    }
+    std::vector<std::string> environment = test::childEnvironment(input);
     std::vector<char*> argv;
     for (std::string& text : texts)
         argv.push_back(text.data());
@@ -105,8 +90,8 @@ BackgroundProcess::BackgroundProcess(test::ProcessInput const& input, int output
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
     if (outputFd >= 3)
         posix_spawn_file_actions_adddup2(&actions, out[1], outputFd);
-    if (posix_spawnp(&pid_, input.program.c_str(), &actions, nullptr, argv.data(),
-                     envp.data()) != 0)
+    if (posix_spawnp(&pid_, input.program.c_str(), &actions, nullptr, argv.data(), envp.data()) !=
+        0)
         pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);
     close(out[1]);
@@ -169,8 +154,8 @@ PrivateBus::~PrivateBus() {
 }
 
 test::ProcessRun gdbus(std::string const& address, std::vector<std::string> const& arguments) {
-    return test::runProcess({"gdbus", arguments, "",
-                             {{"DBUS_SESSION_BUS_ADDRESS", address}, {"DISPLAY", ""}}});
+    return test::runProcess(
+        {"gdbus", arguments, "", {{"DBUS_SESSION_BUS_ADDRESS", address}, {"DISPLAY", ""}}});
 }
 
 } // namespace desktop

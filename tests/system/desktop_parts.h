@@ -86,7 +86,7 @@ private:
     pid_t pid_ = -1;
 };
 
-// Runs gdbus with `arguments` on the bus at `address`; the first line of its answer.
+// Runs gdbus with `arguments` on the bus at `address` (and no display to autolaunch one from).
 test::ProcessRun gdbus(std::string const& address, std::vector<std::string> const& arguments);
 
 // Calls `check` until it is true or `timeout` passes; whether it became true.

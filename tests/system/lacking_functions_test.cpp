@@ -78,9 +78,9 @@ TEST_F(LackingFunctions, ListsOfLinkedFunctionsAreWhole) {
 
 // The user and domain names are optional: without them the login state has only the count.
 TEST_F(LackingFunctions, LoginStateLeavesOutTheNamesTheLibraryCannotGive) {
-    ASSERT_EQ(SimWorldLoad(worldWithSystem(R"({"userName":"alex","domainName":"example.org"})")
-                               .c_str()),
-              nullptr);
+    ASSERT_EQ(
+        SimWorldLoad(worldWithSystem(R"({"userName":"alex","domainName":"example.org"})").c_str()),
+        nullptr);
     for (char const* filter : {"currentUser", "domainName"}) {
         SCOPED_TRACE(filter);
         EXPECT_EQ(call("SystemLoginState", "get", "{}",

@@ -20,13 +20,16 @@ TEST(LoginItemEntry, HoldsOnlyTheLinesItHasValuesFor) {
         std::string lines;
     };
     Case const cases[] = {
-        {"everything given", {"Tolma", "/opt/t/icon.png", "Starts Tolma", "--hidden -v", "/opt/t/run"},
+        {"everything given",
+         {"Tolma", "/opt/t/icon.png", "Starts Tolma", "--hidden -v", "/opt/t/run"},
          "Name=Tolma\nExec=/opt/t/run --hidden -v\nIcon=/opt/t/icon.png\nComment=Starts Tolma\n"},
-        {"no icon, comment or arguments", {"Tolma", "", "", "", "/opt/t/run"},
+        {"no icon, comment or arguments",
+         {"Tolma", "", "", "", "/opt/t/run"},
          "Name=Tolma\nExec=/opt/t/run\n"},
         {"arguments without a program", {"Tolma", "", "", "--x", ""}, "Name=Tolma\nExec= --x\n"},
         {"nothing but the name", {"T", "", "", "", ""}, "Name=T\nExec=\n"},
-        {"text as given, unquoted", {"A \"b\" $c", "i;j", "tab\there %u", "'q' \\n", "/p q/r"},
+        {"text as given, unquoted",
+         {"A \"b\" $c", "i;j", "tab\there %u", "'q' \\n", "/p q/r"},
          "Name=A \"b\" $c\nExec=/p q/r 'q' \\n\nIcon=i;j\nComment=tab\there %u\n"},
         {"a comment alone", {"T", "", "Grün", "", "/r"}, "Name=T\nExec=/r\nComment=Grün\n"},
     };

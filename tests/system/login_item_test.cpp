@@ -29,10 +29,9 @@ std::string const kFullEntry = "#!/usr/bin/env xdg-open\n"
                                "Comment=Starts the Tolma agent\n"
                                "Terminal=false\n"
                                "X-GNOME-Autostart-enabled=true\n";
-char const* const kFullBody =
-    R"({"name":"Tolma Agent","iconPath":"/usr/share/icons/tolma.png",)"
-    R"("description":"Starts the Tolma agent","arguments":"--hidden",)"
-    R"("executablePath":"/usr/bin/tolma-agent","enable":true})";
+char const* const kFullBody = R"({"name":"Tolma Agent","iconPath":"/usr/share/icons/tolma.png",)"
+                              R"("description":"Starts the Tolma agent","arguments":"--hidden",)"
+                              R"("executablePath":"/usr/bin/tolma-agent","enable":true})";
 
 // HOME in a scratch directory without .config; XDG_CONFIG_HOME elsewhere, which the autostart
 // directory does not follow.
@@ -118,9 +117,9 @@ TEST_F(LoginItem, EnableIsTrueOnlyForTrueNonzeroNumbersAndTheTextTrue) {
     for (EnableCase const& c : cases) {
         SCOPED_TRACE(c.member);
         ASSERT_EQ(put(kFullBody), ok("PUT", kPath, "null"));
-        EXPECT_EQ(put(std::string(R"({"name":"Tolma Agent","executablePath":"/x")") + c.member +
-                      "}"),
-                  ok("PUT", kPath, "null"));
+        EXPECT_EQ(
+            put(std::string(R"({"name":"Tolma Agent","executablePath":"/x")") + c.member + "}"),
+            ok("PUT", kPath, "null"));
         EXPECT_EQ(std::filesystem::exists(entry("Tolma Agent")), c.writes);
     }
 }
@@ -176,8 +175,7 @@ TEST_F(LoginItem, AValueWithALineBreakOrNulIsRefusedWhenWriting) {
     };
     for (Refusal const& r : refusals) {
         SCOPED_TRACE(std::string(r.key) + " " + r.value);
-        std::map<std::string, std::string> members = {{"name", "item"},
-                                                      {"executablePath", "/x"}};
+        std::map<std::string, std::string> members = {{"name", "item"}, {"executablePath", "/x"}};
         members[r.key] = r.value;
         std::string body = R"({"enable":true)";
         for (auto const& [key, value] : members)

@@ -62,17 +62,17 @@ Setting idleDelay() {
     return gsetting("org.gnome.desktop.session", "idle-delay", "600", "uint32 600", "uint32 0");
 }
 std::vector<Setting> sleepTypes() {
-    return {gsetting("org.gnome.settings-daemon.plugins.power", "sleep-inactive-ac-type",
-                     "blank", "'blank'", "'nothing'"),
+    return {gsetting("org.gnome.settings-daemon.plugins.power", "sleep-inactive-ac-type", "blank",
+                     "'blank'", "'nothing'"),
             gsetting("org.gnome.settings-daemon.plugins.power", "sleep-inactive-battery-type",
                      "hibernate", "'hibernate'", "'nothing'")};
 }
 
 Setting gconfSetting(std::string const& key, std::string const& type, std::string const& value,
                      std::string const& disabled) {
-    std::string const set = value.empty() ? "gconftool-2 --unset " + key
-                                          : "gconftool-2 --set " + key + " --type " + type +
-                                                " " + value;
+    std::string const set = value.empty()
+                                ? "gconftool-2 --unset " + key
+                                : "gconftool-2 --set " + key + " --type " + type + " " + value;
     // A key that was not there is not written back: it keeps the value it got while disabled.
     return {set, "gconftool-2 --get " + key, value, disabled, value.empty() ? disabled : value};
 }
@@ -83,7 +83,7 @@ struct Backend {
     Environment environment;
     std::vector<std::string> wrapper; // put before the program, e.g. {"dbus-run-session", "--"}
     std::vector<Setting> settings;
-    std::string skipReason;           // not empty when the machine lacks what it needs
+    std::string skipReason; // not empty when the machine lacks what it needs
 
     ProcessRun run(std::string const& program, std::vector<std::string> const& arguments,
                    std::string const& input = "") const {
@@ -209,8 +209,7 @@ protected:
             return;
         }
         backend_.wrapper = {"dbus-run-session", "--"};
-        std::string const schemas =
-            backend_.run("gsettings", {"list-schemas"}).out;
+        std::string const schemas = backend_.run("gsettings", {"list-schemas"}).out;
         for (char const* schema :
              {"org.gnome.desktop.session\n", "org.gnome.settings-daemon.plugins.power\n"}) {
             if (schemas.find(schema) == std::string::npos)
@@ -226,8 +225,9 @@ protected:
         }
         if (!dconf.empty()) {
             // Hide the library from the host: /dev/null mounted over it in a namespace of its own.
-            backend_.wrapper = {"unshare", "-r", "-m", "sh", "-c",
-                                "mount --bind /dev/null \"$0\" && exec \"$@\"", dconf};
+            backend_.wrapper = {"unshare", "-r", "-m",
+                                "sh",      "-c", "mount --bind /dev/null \"$0\" && exec \"$@\"",
+                                dconf};
             if (backend_.run("true", {}).exitStatus != 0) {
                 backend_.skipReason = "this machine refuses a mount namespace for the test";
                 return;
@@ -236,13 +236,11 @@ protected:
         backend_.settings = {
             gconfSetting("/apps/gnome-screensaver/idle_activation_enabled", "boolean", "true",
                          "false"),
-            gconfSetting("/apps/gnome-power-manager/timeout/sleep_computer_ac", "int", "1800",
-                         "0"),
+            gconfSetting("/apps/gnome-power-manager/timeout/sleep_computer_ac", "int", "1800", "0"),
             gconfSetting("/apps/gnome-power-manager/timeout/sleep_computer_battery", "int", "600",
                          "0"),
             gconfSetting("/apps/gnome-power-manager/timeout/sleep_display_ac", "int", "300", "0"),
-            gconfSetting("/apps/gnome-power-manager/timeout/sleep_display_battery", "int", "",
-                         "0"),
+            gconfSetting("/apps/gnome-power-manager/timeout/sleep_display_battery", "int", "", "0"),
         };
     }
 

@@ -18,8 +18,12 @@ TEST(LineReader, StopsAtTheFirstLineFeedOrCarriageReturn) {
         std::string line;
     };
     Case const cases[] = {
-        {"", ""},           {"alice", "alice"},     {"alice\nbob", "alice"},
-        {"alice\rbob", "alice"}, {"\nalice", ""},   {"a b\tc\n", "a b\tc"},
+        {"", ""},
+        {"alice", "alice"},
+        {"alice\nbob", "alice"},
+        {"alice\rbob", "alice"},
+        {"\nalice", ""},
+        {"a b\tc\n", "a b\tc"},
         {std::string("a\0b\n", 4), std::string("a\0b", 3)},
     };
     for (Case const& c : cases) {
@@ -52,9 +56,9 @@ TEST(LoginUsers, CountsDistinctNamesBetweenSingleSpaces) {
         char const* line;
         unsigned users;
     };
-    Case const cases[] = {{"", 0},          {" ", 0},           {"alice", 1},
-                          {"alice alice", 1}, {"alice bob alice", 2}, {"  a  b  c ", 3},
-                          {"a\tb", 1},       {"a\tb a b", 3}};
+    Case const cases[] = {
+        {"", 0},           {" ", 0},    {"alice", 1},   {"alice alice", 1}, {"alice bob alice", 2},
+        {"  a  b  c ", 3}, {"a\tb", 1}, {"a\tb a b", 3}};
     for (Case const& c : cases) {
         SCOPED_TRACE(c.line);
         EXPECT_EQ(CountLoginUsers(c.line), c.users);
