@@ -34,6 +34,7 @@
 #include "json/parser.h"
 #include "json/value.h"
 #include "plugin/tolma.h"
+#include "sim/host/desktop_sandbox.h"
 #include "sim/host/exports_directory.h"
 #include "sim/host/plugin.h"
 #include "sim/host/recorded.h"
@@ -998,6 +999,9 @@ void loadPlugin() {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The exports directory is set before the plug-in's logger first looks for its library.
     SimHostSetExportsPath(libraryDirectory().c_str());
+    // Power settings and login items that inputs request stay off this machine's desktop; the
+    // sandbox lives as long as the process.
+    static sim::host::DesktopSandbox const sandbox;
     verbose = std::getenv("BRIDGE_FUZZ_VERBOSE") != nullptr;
     SimOstranaSetEcho(verbose ? 1 : 0);
     loadPlugin();

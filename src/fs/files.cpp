@@ -169,4 +169,12 @@ std::vector<std::uint8_t> bytes_with_contents_of_file(Path const& path, IOError*
     return bytes;
 }
 
+bool write_file(Path const& path, std::string const& bytes) {
+    StdioFile file(path, "wb");
+    if (!file.get())
+        return false;
+    bool const written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+    return file.close() && written;
+}
+
 } // namespace fs

@@ -57,4 +57,8 @@ void items_in_directory(std::vector<std::string>& names, Path const& directory);
 // empty result when the file cannot be opened or read (a directory, for one).
 std::vector<std::uint8_t> bytes_with_contents_of_file(Path const& path, IOError* error = nullptr);
 
+// Creates or truncates the file and writes `bytes` in one write. True when the file opened, every
+// byte was written and it closed cleanly; a partly written file is left behind otherwise.
+bool write_file(Path const& path, std::string const& bytes);
+
 } // namespace fs

@@ -6,6 +6,7 @@
 #include "notification/native_event_filter.h"
 #include "screen/screens.h"
 #include "system/power_management.h"
+#include "system/session_state.h"
 #include "system/system_resources.h"
 
 #include <new>
@@ -44,16 +45,17 @@ TOLMA_EXPORT void TearDown(void) {
     guarded([] { kavri::notification::StopScreenChangeNotification(); });
 }
 
-// The idle timer needs no reset on this platform.
-TOLMA_EXPORT void TolmaResetSystemIdleTimer(void) {}
+TOLMA_EXPORT void TolmaResetSystemIdleTimer(void) {
+    guarded([] { kavri::system::ResetSystemIdleTimer(); });
+}
 
-// The desktop settings are not written by this build yet: the record says nothing was saved.
+// Null only when the record itself cannot be made.
 TOLMA_EXPORT TolmaPowerManagementBackup* TolmaDisablePowerManagementSettings(void) {
     TolmaPowerManagementBackup* backup = nullptr;
-    guarded([&backup] { backup = new TolmaPowerManagementBackup(); });
+    guarded([&backup] { backup = kavri::system::DisablePowerManagementSettings(); });
     return backup;
 }
 
 TOLMA_EXPORT void TolmaRestorePowerManagementSettings(TolmaPowerManagementBackup* backup) {
-    guarded([backup] { delete backup; });
+    guarded([backup] { kavri::system::RestorePowerManagementSettings(backup); });
 }

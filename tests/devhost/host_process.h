@@ -1,6 +1,8 @@
 // Runs the built tolmahost as a child process with given arguments, input and environment.
 #pragma once
 
+#include "child_process.h"
+
 #include <chrono>
 #include <string>
 #include <utility>
@@ -8,13 +10,7 @@
 
 namespace devhost_test {
 
-struct HostRun {
-    std::string out;
-    std::string err;
-    int exitStatus = -1; // -1 when it did not exit normally
-    int signal = 0;      // the signal that ended it, 0 when none
-    bool timedOut = false;
-};
+using HostRun = test::ProcessRun;
 
 struct HostInput {
     std::vector<std::string> arguments;

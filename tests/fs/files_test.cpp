@@ -36,6 +36,23 @@ TEST_F(FsFiles, MakeDirectoryRefusesPathsWithoutAUsableParent) {
     rmdir(top.c_str()); // only there if the check above failed
 }
 
+TEST_F(FsFiles, WriteFileReplacesTheWholeTextOrFails) {
+    EXPECT_TRUE(fs::write_file("entry", std::string("first text\0with a NUL", 21)));
+    EXPECT_EQ(fs::bytes_with_contents_of_file("entry").size(), 21u);
+    EXPECT_TRUE(fs::write_file("entry", "x"));
+    std::vector<std::uint8_t> const bytes = fs::bytes_with_contents_of_file("entry");
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "x");
+    EXPECT_TRUE(fs::write_file("empty", ""));
+    EXPECT_EQ(fs::file_size_of("empty"), 0u);
+    EXPECT_FALSE(fs::write_file("home", "a directory cannot be opened for writing"));
+    EXPECT_FALSE(fs::write_file("missing/entry", "x"));
+    EXPECT_FALSE(exists("missing"));
+    // A full device: the file opens, but the text does not reach it.
+    if (access("/dev/full", W_OK) == 0) {
+        EXPECT_FALSE(fs::write_file("/dev/full", "x"));
+    }
+}
+
 TEST_F(FsFiles, TypeTestsFollowLinks) {
     writeFile("file", "x");
     ASSERT_EQ(symlink("file", "link"), 0);

@@ -1,5 +1,6 @@
 // main() of the programs that play the host: their exports directory, set before any test runs.
 #include "plugin_test.h"
+#include "sim/host/desktop_sandbox.h"
 #include "sim/host/exports_directory.h"
 
 #include <memory>
@@ -35,13 +36,17 @@ public:
             FAIL() << error.what();
         }
         scope_ = std::make_unique<sim::host::ExportsPathScope>(directory_->path());
+        // The power settings and login items that tests request never reach this machine's.
+        sandbox_ = std::make_unique<sim::host::DesktopSandbox>();
     }
     void TearDown() override {
+        sandbox_.reset();
         scope_.reset();
         directory_.reset();
     }
 
 private:
+    std::unique_ptr<sim::host::DesktopSandbox> sandbox_;
     std::unique_ptr<sim::host::ExportsDirectory> directory_;
     std::unique_ptr<sim::host::ExportsPathScope> scope_;
 };

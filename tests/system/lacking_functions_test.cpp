@@ -14,8 +14,8 @@ using namespace systemtest;
 using namespace test;
 
 // This executable links the variant without OrmGetLocaleCountry, OrmGetVGADeviceLocationID,
-// OrmIsActiveApplicationWindow and OrmIsProcessRunning, and its exports directory holds it under
-// the run-time name.
+// OrmIsActiveApplicationWindow, OrmIsProcessRunning, OrmGetUserName and OrmGetDomainName, and
+// its exports directory holds it under the run-time name.
 ReplacedInExports const kOrmicVariant("libormic_x64.so", TOLMA_ORMIC_VARIANT);
 
 Answer functionNotFound(std::string const& path) {
@@ -74,6 +74,24 @@ TEST_F(LackingFunctions, ListsOfLinkedFunctionsAreWhole) {
         SCOPED_TRACE(row.resource);
         EXPECT_EQ(call(row.resource, "get", "{}"), ok("GET", row.path, row.full));
     }
+}
+
+// The user and domain names are optional: without them the login state has only the count.
+TEST_F(LackingFunctions, LoginStateLeavesOutTheNamesTheLibraryCannotGive) {
+    ASSERT_EQ(
+        SimWorldLoad(worldWithSystem(R"({"userName":"alex","domainName":"example.org"})").c_str()),
+        nullptr);
+    for (char const* filter : {"currentUser", "domainName"}) {
+        SCOPED_TRACE(filter);
+        EXPECT_EQ(call("SystemLoginState", "get", "{}",
+                       (std::string(R"({"filter":")") + filter + R"("})").c_str()),
+                  ok("GET", "System/LoginState", "{}"));
+    }
+    Answer const all = call("SystemLoginState", "get", "{}");
+    EXPECT_EQ(all.status, 200);
+    EXPECT_NE(all.json.find("\"userCount\":"), std::string::npos) << all.json;
+    EXPECT_EQ(all.json.find("currentUser"), std::string::npos) << all.json;
+    EXPECT_EQ(all.json.find("domainName"), std::string::npos) << all.json;
 }
 
 } // namespace
