@@ -188,14 +188,7 @@ TEST_F(DeviceTracking, NoStandInSawAContractViolation) {
     std::vector<std::string> lines;
     EXPECT_EQ(callLoggingEvents("DeviceNotification", "put", "{}", "{}", "{}", &lines).status, 200);
     EXPECT_EQ(lines.size(), 2u) << "the monitor and its built-in sensor removed";
-    for (auto const& [path, name] : std::vector<std::pair<std::string, std::string>>{
-             {sim::vqcPath(), "Vqc"},
-             {sim::meterLinkPath(), "MeterLink"},
-             {sim::dispctlPath(), "Dispctl"},
-             {sim::peltoPath(), "Pelto"}}) {
-        sim::DeviceStandIn const standIn(path, name);
-        EXPECT_EQ(standIn.violations(), 0u) << name;
-    }
+    expectNoStandInViolations();
 }
 
 } // namespace

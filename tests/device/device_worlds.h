@@ -10,7 +10,10 @@
 #include <cstddef>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace devicetest {
 
@@ -57,6 +60,18 @@ inline std::vector<sim::Event> waitForEvents(std::string const& name, std::size_
         if (!named.empty() || std::chrono::steady_clock::now() > deadline)
             return named;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+// Every device stand-in the plug-in reached saw no contract violation (each is reported).
+inline void expectNoStandInViolations() {
+    for (auto const& [path, name] : std::vector<std::pair<std::string, std::string>>{
+             {sim::vqcPath(), "Vqc"},
+             {sim::meterLinkPath(), "MeterLink"},
+             {sim::dispctlPath(), "Dispctl"},
+             {sim::peltoPath(), "Pelto"}}) {
+        sim::DeviceStandIn const standIn(path, name);
+        EXPECT_EQ(standIn.violations(), 0u) << name;
     }
 }
 

@@ -113,14 +113,7 @@ TEST_F(HotplugStorm, EveryRequestIsAnsweredOnceAndTheManagersEndUpWithTheWorld) 
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].json,
               R"({"added":[{"deviceID":99,"individualID":"0000000000000000"}],"removed":[]})");
-    for (auto const& [path, name] : std::vector<std::pair<std::string, std::string>>{
-             {sim::vqcPath(), "Vqc"},
-             {sim::meterLinkPath(), "MeterLink"},
-             {sim::dispctlPath(), "Dispctl"},
-             {sim::peltoPath(), "Pelto"}}) {
-        sim::DeviceStandIn const standIn(path, name);
-        EXPECT_EQ(standIn.violations(), 0u) << name;
-    }
+    expectNoStandInViolations();
     EXPECT_EQ(fakeUsb().violations(), 0u);
 }
 

@@ -1,4 +1,5 @@
 // Unloading and exiting with plug-in work in flight, each case in a child process with a deadline.
+#include "child_process.h"
 #include "sim/host/exports_directory.h"
 #include "sim/host/plugin.h"
 #include "sim/devices/devices_testing.h"
@@ -199,56 +200,15 @@ std::map<std::string, std::function<int()>> const& scenarios() {
 
 // ---- the parent's side -----------------------------------------------------------------------
 
-struct ChildRun {
-    bool finished = false; // false: killed at the deadline
-    int status = -1;       // exit status; -1 when a signal ended it
-    int signal = 0;
-    std::string err;
-};
-
 std::string g_self;
 
-// Runs this program with --scenario=NAME; kills it at the deadline.
-ChildRun runScenario(std::string const& name, std::chrono::seconds deadline) {
-    ChildRun run;
-    char errPath[] = "/tmp/tolma-unload-XXXXXX";
-    int const errFd = mkstemp(errPath);
-    if (errFd < 0)
-        return run;
-    unlink(errPath);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, errFd, STDERR_FILENO);
-    std::string const argument = "--scenario=" + name;
-    char* argv[] = {g_self.data(), const_cast<char*>(argument.c_str()), nullptr};
-    pid_t pid = 0;
-    int const spawned = posix_spawn(&pid, g_self.c_str(), &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        close(errFd);
-        return run;
-    }
-    auto const end = std::chrono::steady_clock::now() + deadline;
-    int wstatus = 0;
-    while (waitpid(pid, &wstatus, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > end) {
-            kill(pid, SIGKILL);
-            waitpid(pid, &wstatus, 0);
-            break;
-        }
-        std::this_thread::sleep_for(20ms);
-    }
-    run.finished = !(WIFSIGNALED(wstatus) && WTERMSIG(wstatus) == SIGKILL);
-    if (WIFEXITED(wstatus))
-        run.status = WEXITSTATUS(wstatus);
-    if (WIFSIGNALED(wstatus))
-        run.signal = WTERMSIG(wstatus);
-    char buffer[4096];
-    lseek(errFd, 0, SEEK_SET);
-    for (ssize_t n; (n = read(errFd, buffer, sizeof buffer)) > 0;)
-        run.err.append(buffer, static_cast<std::size_t>(n));
-    close(errFd);
-    return run;
+// Runs this program with --scenario=NAME and the same environment; kills it at the deadline.
+test::ProcessRun runScenario(std::string const& name, std::chrono::seconds deadline) {
+    test::ProcessInput input;
+    input.program = g_self;
+    input.arguments = {"--scenario=" + name};
+    input.timeout = std::chrono::duration_cast<std::chrono::milliseconds>(deadline);
+    return test::runProcess(input);
 }
 
 bool sanitizerSpoke(std::string const& err) {
@@ -264,10 +224,10 @@ class UnloadAndExit : public ::testing::TestWithParam<Case> {};
 
 TEST_P(UnloadAndExit, FinishesCleanWithinTheDeadline) {
     Case const c = GetParam();
-    ChildRun const run = runScenario(c.scenario, 60s);
-    EXPECT_TRUE(run.finished) << c.scenario << " hung; its stderr:\n" << run.err;
+    test::ProcessRun const run = runScenario(c.scenario, 60s);
+    EXPECT_FALSE(run.timedOut) << c.scenario << " hung; its stderr:\n" << run.err;
     EXPECT_EQ(run.signal, 0) << run.err;
-    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
     EXPECT_FALSE(sanitizerSpoke(run.err)) << run.err;
     EXPECT_NE(run.err.find(c.expectOnStderr), std::string::npos) << run.err;
 }

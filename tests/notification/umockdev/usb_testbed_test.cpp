@@ -1,6 +1,7 @@
 // Self-check of the USB testbed (usb_testbed.h) against the real libusb.
 // It covers the enumeration on registration, plugging in and out through the hot-plug callback,
 // and the crash of a poll without a context after the last one was exited.
+#include "child_process.h"
 #include "usb_testbed.h"
 
 #include <algorithm>
@@ -303,54 +304,13 @@ int pollWithoutContextAfterExit() {
 
 std::string g_self;
 
-struct ChildRun {
-    bool finished = false; // false: killed at the deadline
-    int status = -1;       // exit status; -1 when a signal ended it
-    int signal = 0;
-    std::string err;
-};
-
 // Runs this program with --scenario=NAME and the same environment; kills it at the deadline.
-ChildRun runScenario(std::string const& name, Clock::duration deadline) {
-    ChildRun run;
-    char errPath[] = "/tmp/tolma-usb-XXXXXX";
-    int const errFd = mkstemp(errPath);
-    if (errFd < 0)
-        return run;
-    unlink(errPath);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, errFd, STDERR_FILENO);
-    std::string argument = "--scenario=" + name;
-    char* argv[] = {g_self.data(), argument.data(), nullptr};
-    pid_t pid = 0;
-    int const spawned = posix_spawn(&pid, g_self.c_str(), &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        close(errFd);
-        return run;
-    }
-    auto const end = Clock::now() + deadline;
-    int wstatus = 0;
-    while (waitpid(pid, &wstatus, WNOHANG) == 0) {
-        if (Clock::now() > end) {
-            kill(pid, SIGKILL);
-            waitpid(pid, &wstatus, 0);
-            break;
-        }
-        std::this_thread::sleep_for(20ms);
-    }
-    run.finished = !(WIFSIGNALED(wstatus) && WTERMSIG(wstatus) == SIGKILL);
-    if (WIFEXITED(wstatus))
-        run.status = WEXITSTATUS(wstatus);
-    if (WIFSIGNALED(wstatus))
-        run.signal = WTERMSIG(wstatus);
-    char buffer[4096];
-    lseek(errFd, 0, SEEK_SET);
-    for (ssize_t n; (n = read(errFd, buffer, sizeof buffer)) > 0;)
-        run.err.append(buffer, static_cast<std::size_t>(n));
-    close(errFd);
-    return run;
+test::ProcessRun runScenario(std::string const& name, Clock::duration deadline) {
+    test::ProcessInput input;
+    input.program = g_self;
+    input.arguments = {"--scenario=" + name};
+    input.timeout = std::chrono::duration_cast<std::chrono::milliseconds>(deadline);
+    return test::runProcess(input);
 }
 
 // Why a watcher must never poll a context that is being exited or is gone: libusb 1.0.26 takes a
@@ -365,18 +325,18 @@ TEST(UsbTestbedChild, PollingWithoutAContextAfterTheLastExitCrashes) {
     std::ostringstream versionText;
     versionText << version->major << '.' << version->minor << '.' << version->micro;
 
-    ChildRun const run = runScenario("poll-without-context-after-exit", 60s);
-    ASSERT_TRUE(run.finished) << "the child hung; its stderr:\n" << run.err;
+    test::ProcessRun const run = runScenario("poll-without-context-after-exit", 60s);
+    ASSERT_FALSE(run.timedOut) << "the child hung; its stderr:\n" << run.err;
     // The live context answered; so whatever follows comes from the poll without one.
     ASSERT_NE(run.err.find("polled the live context: 0"), std::string::npos) << run.err;
     ASSERT_NE(run.err.find("polling without a context"), std::string::npos) << run.err;
     bool const knownToCrash = version->major == 1 && version->minor == 0 && version->micro == 26;
-    if (!knownToCrash && run.signal == 0 && run.status == 0)
+    if (!knownToCrash && run.signal == 0 && run.exitStatus == 0)
         GTEST_SKIP() << "libusb " << versionText.str()
                      << " survives a poll without a context after the last exit:\n"
                      << run.err;
     EXPECT_EQ(run.signal, SIGSEGV)
-        << "libusb " << versionText.str() << ", exit status " << run.status << ", stderr:\n"
+        << "libusb " << versionText.str() << ", exit status " << run.exitStatus << ", stderr:\n"
         << run.err;
     EXPECT_EQ(run.err.find("returned"), std::string::npos) << run.err;
 }
