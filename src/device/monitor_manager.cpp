@@ -23,19 +23,6 @@ void tellSensorLibrary(Tell tell, std::vector<Monitor> const& monitors) {
         tell(monitor.serial.c_str(), monitor.product.c_str());
 }
 
-// Forgets the built-in sensor of an unplugged monitor, when it has one and the library can.
-void removeBuiltInSensor(Monitor const& monitor) {
-    PeltoLoader& pelto = PeltoLoader::loader();
-    auto getHandle = KAVRI_LOOKUP(pelto, PeltoGetHandleForHIDHandle);
-    auto remove = KAVRI_LOOKUP(pelto, PeltoRemoveSensor);
-    if (getHandle == nullptr || remove == nullptr)
-        return;
-    PeltoSensor* sensor = nullptr;
-    getHandle(monitor.hidHandle, &sensor);
-    if (sensor != nullptr)
-        remove(sensor);
-}
-
 } // namespace
 
 pocketjson::Value ConvertMonitorArrayToJsonArray(std::vector<Monitor> const& monitors) {
@@ -81,7 +68,8 @@ void MonitorManager::update(std::vector<Monitor>* added, std::vector<Monitor>* r
 
     CollectChanges(kMonitorChangedEvent,
                    CompareDeviceLists(before, after, SameSerialProduct<Monitor>), added, removed,
-                   SerialProductLogName<Monitor>, removeBuiltInSensor);
+                   SerialProductLogName<Monitor>,
+                   [](Monitor const& monitor) { ForgetBuiltInSensor(monitor.hidHandle); });
 }
 
 void MonitorManager::dispatchMonitorChangeEvent(std::vector<Monitor> const& added,

@@ -1,5 +1,9 @@
-// The sensor library's process-wide lock, taken and released only where the library exports it.
+// The sensor library's lock, and its forgetting of sensors, used where the library exports them.
 #pragma once
+
+#include "platform/vqc.h"
+
+#include <cstdint>
 
 namespace kavri::device {
 
@@ -16,5 +20,11 @@ public:
 private:
     bool locked_ = false;
 };
+
+// The sensor library forgets the built-in sensor of a monitor (by its HID handle) or the sensor
+// with a device id. Nothing happens when the library knows no such sensor or lacks the lookup or
+// PeltoRemoveSensor.
+void ForgetBuiltInSensor(VqHidDevice* hidHandle);
+void ForgetSensor(std::uint32_t deviceID);
 
 } // namespace kavri::device

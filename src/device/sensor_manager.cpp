@@ -29,18 +29,6 @@ std::string logName(Sensor const& sensor) {
     return std::to_string(static_cast<std::int32_t>(sensor.deviceID));
 }
 
-void forgetSensor(Sensor const& sensor) {
-    PeltoLoader& pelto = PeltoLoader::loader();
-    auto getHandle = KAVRI_LOOKUP(pelto, PeltoGetHandleForDeviceID);
-    auto remove = KAVRI_LOOKUP(pelto, PeltoRemoveSensor);
-    if (getHandle == nullptr || remove == nullptr)
-        return;
-    PeltoSensor* handle = nullptr;
-    getHandle(sensor.deviceID, &handle);
-    if (handle != nullptr)
-        remove(handle);
-}
-
 } // namespace
 
 pocketjson::Value ConvertSensorArrayToJsonArray(std::vector<Sensor> const& sensors) {
@@ -68,7 +56,8 @@ void CheckSensorsUpdate(char const* event, std::vector<Sensor> const& before,
     CollectChanges(event,
                    CompareDeviceLists(before, after,
                                       [](Sensor const& a, Sensor const& b) { return a == b; }),
-                   added, removed, logName, forgetSensor);
+                   added, removed, logName,
+                   [](Sensor const& sensor) { ForgetSensor(sensor.deviceID); });
 }
 
 // Never destroyed, like the monitor manager: hot-plug tasks may outlive static destruction's
