@@ -51,6 +51,7 @@ bool UsbTestbed::active() const {
 }
 
 SimulatedUsbDevice UsbTestbed::add(std::uint16_t vendorId, std::uint16_t productId) {
+    std::lock_guard<std::mutex> const held(mutex_);
     // Addresses 2..127 on bus 1, then on bus 2, and so on (address 1 is the root hub's).
     int const bus = 1 + added_ / 126;
     int const address = 2 + added_ % 126;
@@ -90,6 +91,7 @@ SimulatedUsbDevice UsbTestbed::add(std::uint16_t vendorId, std::uint16_t product
 // libusb knows a leaving device by the device name in its uevent, which the simulator reads from
 // the sysfs directory: so the uevent first, while the directory is still there.
 void UsbTestbed::remove(SimulatedUsbDevice const& device) {
+    std::lock_guard<std::mutex> const held(mutex_);
     umockdev_testbed_uevent(testbed_, device.sysfsPath.c_str(), "remove");
     umockdev_testbed_remove_device(testbed_, device.sysfsPath.c_str());
 }

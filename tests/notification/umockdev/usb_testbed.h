@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 typedef struct _UMockdevTestbed UMockdevTestbed;
@@ -19,7 +20,8 @@ struct SimulatedUsbDevice {
 // A testbed of simulated USB devices. The program must run with the simulator's preload library
 // (LD_PRELOAD=libumockdev-preload.so.0), which shows the testbed to the process in place of /sys
 // and of udev's uevent socket; and the testbed must exist before the first libusb_init, whose
-// udev monitor then listens to the testbed. Destroy it only after the last libusb_exit.
+// udev monitor then listens to the testbed. Destroy it only after the last libusb_exit. Devices
+// may be plugged in and out from several threads at once.
 class UsbTestbed {
 public:
     UsbTestbed();
@@ -39,6 +41,7 @@ public:
     void remove(SimulatedUsbDevice const& device);
 
 private:
+    std::mutex mutex_; // one change of the testbed at a time
     UMockdevTestbed* testbed_;
     int added_ = 0;
 };
