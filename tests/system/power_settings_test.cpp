@@ -5,11 +5,10 @@
 // each run left behind is read afterwards by the desktop's own tools in another process.
 #include "child_process.h"
 #include "desktop_parts.h"
+#include "hidden_library.h"
 
-#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
-#include <link.h>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -128,21 +127,6 @@ struct Backend {
 };
 
 // The file the dynamic loader opens for a library name, or "" when it cannot be opened.
-std::string loadedFile(char const* name) {
-    void* handle = dlopen(name, RTLD_LAZY | RTLD_NOLOAD);
-    bool const wasLoaded = handle != nullptr;
-    if (!wasLoaded)
-        handle = dlopen(name, RTLD_LAZY);
-    if (handle == nullptr)
-        return "";
-    link_map* map = nullptr;
-    std::string file;
-    if (dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr)
-        file = map->l_name;
-    dlclose(handle);
-    return file;
-}
-
 enum class Kind { KeyfileBoth, KeyfileSessionOnly, KeyfilePowerOnly, Dconf, GConf };
 
 struct BackendCase {
@@ -204,7 +188,7 @@ protected:
         for (Setting const& setting : sleepTypes())
             backend_.settings.push_back(setting);
         if (!desktop::hasProgram("dbus-run-session") || !desktop::hasProgram("gsettings") ||
-            loadedFile("libdconf.so.1").empty()) {
+            test::loadedLibraryFile("libdconf.so.1").empty()) {
             backend_.skipReason = "dbus-run-session, gsettings or libdconf is not installed";
             return;
         }
@@ -218,16 +202,14 @@ protected:
     }
 
     void useGConf() {
-        std::string const dconf = loadedFile("libdconf.so.1");
+        std::string const dconf = test::loadedLibraryFile("libdconf.so.1");
         if (!desktop::hasProgram("gconftool-2") || !desktop::hasProgram("unshare")) {
             backend_.skipReason = "gconftool-2 or unshare is not installed";
             return;
         }
         if (!dconf.empty()) {
             // Hide the library from the host: /dev/null mounted over it in a namespace of its own.
-            backend_.wrapper = {"unshare", "-r", "-m",
-                                "sh",      "-c", "mount --bind /dev/null \"$0\" && exec \"$@\"",
-                                dconf};
+            backend_.wrapper = test::hidingWrapper(dconf);
             if (backend_.run("true", {}).exitStatus != 0) {
                 backend_.skipReason = "this machine refuses a mount namespace for the test";
                 return;
