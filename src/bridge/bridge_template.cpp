@@ -11,7 +11,12 @@ namespace {
 
 using pocketjson::Value;
 
-enum class Method { Get, Put, Post, Delete };
+enum class Method : unsigned {
+    Get = kBridgeGet,
+    Put = kBridgePut,
+    Post = kBridgePost,
+    Delete = kBridgeDelete,
+};
 
 std::string lowerAscii(std::string text) {
     for (char& c : text) {
@@ -121,6 +126,11 @@ BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const*
     onBeginBridge(data);
 
     BridgeResult result;
+    if (refusal.empty() && (defaultMethods_ & static_cast<unsigned>(method)) != 0) {
+        result = methodNotAllowed(static_cast<unsigned>(method));
+        onEndBridge(data, result);
+        return result;
+    }
     try {
         BridgeCheckRequestCondition(refusal.empty(), refusal);
         switch (method) {
@@ -169,24 +179,31 @@ void BridgeTemplate::onBeginBridge(BridgeData const&) {}
 
 void BridgeTemplate::onEndBridge(BridgeData const&, BridgeResult const&) {}
 
+BridgeResultError BridgeTemplate::methodNotAllowed(unsigned method) {
+    char const* message = "GET method is not allowed.";
+    if (method == kBridgePut)
+        message = "PUT method is not allowed.";
+    else if (method == kBridgePost)
+        message = "POST method is not allowed.";
+    else if (method == kBridgeDelete)
+        message = "DELETE method is not allowed.";
+    return BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError", message);
+}
+
 BridgeResult BridgeTemplate::Get(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "GET method is not allowed.");
+    throw methodNotAllowed(kBridgeGet);
 }
 
 BridgeResult BridgeTemplate::Put(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "PUT method is not allowed.");
+    throw methodNotAllowed(kBridgePut);
 }
 
 BridgeResult BridgeTemplate::Post(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "POST method is not allowed.");
+    throw methodNotAllowed(kBridgePost);
 }
 
 BridgeResult BridgeTemplate::Delete(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "DELETE method is not allowed.");
+    throw methodNotAllowed(kBridgeDelete);
 }
 
 int ServeUnbuildableRequest() noexcept {
