@@ -93,19 +93,32 @@ std::string BridgeTemplate::methodText(Value const& options) {
     return options["method"].toString("");
 }
 
+// The answer object has the members "error" and "value", written in that (key) order; the error
+// is the detail with "name" and "message" set in it, or just those two when the detail is not an
+// object (setting a member makes any other value an empty object first).
 bool BridgeTemplate::answerText(BridgeResult const& result, std::string& text) {
-    Value answer(pocketjson::Type::Object);
-    if (result.isError()) {
-        Value& error = answer["error"];
-        error = result.error.detail;
+    text.clear();
+    if (!result.isError()) {
+        text += "{\"error\":null";
+    } else if (result.error.detail.type() == pocketjson::Type::Object) {
+        Value error = result.error.detail;
         error["name"] = Value(result.error.name);
         error["message"] = Value(result.error.message);
+        text += "{\"error\":";
+        if (!pocketjson::Serializer::serialize(text, error))
+            return false;
     } else {
-        answer["error"] = Value();
+        text += "{\"error\":{\"message\":";
+        pocketjson::Serializer::serialize_string(text, result.error.message);
+        text += ",\"name\":";
+        pocketjson::Serializer::serialize_string(text, result.error.name);
+        text += '}';
     }
-    answer["value"] = result.value;
-    text.clear();
-    return pocketjson::Serializer::serialize(text, answer);
+    text += ",\"value\":";
+    if (!pocketjson::Serializer::serialize(text, result.value))
+        return false;
+    text += '}';
+    return true;
 }
 
 BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const* a3,
