@@ -440,4 +440,71 @@ TEST(RequestMethod, MethodNotAllowedNamesEachMethod) {
     }
 }
 
+// The answer as an object tree would give it: {"error": detail with name and message set, or
+// null; "value": the value}, written by the serializer.
+std::string treeAnswer(BridgeResult const& result) {
+    Value answer(pocketjson::Type::Object);
+    if (result.isError()) {
+        Value& error = answer["error"];
+        error = result.error.detail;
+        error["name"] = Value(result.error.name);
+        error["message"] = Value(result.error.message);
+    } else {
+        answer["error"] = Value();
+    }
+    answer["value"] = result.value;
+    std::string text;
+    pocketjson::Serializer::serialize(text, answer);
+    return text;
+}
+
+TEST(RequestAnswer, TextEqualsTheAnswerTreeWritten) {
+    struct Case {
+        char const* name;
+        char const* message;
+        char const* detail;
+        char const* value;
+    } const cases[] = {
+        {"", "", "null", "null"},
+        {"", "", "null", R"({"b":[1,2.5,"x"],"a":true})"},
+        {"", "", "[]", "0.10000000000000001"},
+        {"", "", "{}", R"("text")"},
+        {"MethodError", "GET method is not allowed.", "null", "null"},
+        {"E", "quote \" and tab \t", "null", "[1]"},
+        {"E", "", R"({"code":5,"extra":"x","name":"old"})", "null"},
+        {"", "", R"({"code":5})", "null"},
+        {"", "", R"("detail text")", "null"},
+        {"", "", R"([1,2])", "null"},
+        {"E", "M", "7", R"({"k":null})"},
+        {"E\u0001", "M\u007f", R"({"message":"m","z":[]})", "false"},
+    };
+    for (auto const& c : cases) {
+        BridgeResult result;
+        result.statusCode = BridgeStatusOK;
+        result.error.name = parseValue((std::string("\"") + c.name + "\"").c_str()).stringValue();
+        result.error.message =
+            parseValue((std::string("\"") + c.message + "\"").c_str()).stringValue();
+        result.error.detail = parseValue(c.detail);
+        result.value = parseValue(c.value);
+        std::string text = "left over";
+        ASSERT_TRUE(BridgeTemplate::answerText(result, text)) << c.detail;
+        EXPECT_EQ(text, treeAnswer(result)) << c.name << " " << c.detail << " " << c.value;
+    }
+}
+
+TEST(RequestAnswer, ValueThatCannotBeWrittenFailsTheText) {
+    for (bool error : {false, true}) {
+        BridgeResult result;
+        if (error)
+            result.error.detail = parseValue(R"({"d":1})");
+        result.value = Value(std::nan(""));
+        std::string text;
+        EXPECT_FALSE(BridgeTemplate::answerText(result, text));
+        result.error.detail = Value();
+        result.value = Value(pocketjson::Type::Array);
+        result.value.push_back(Value(HUGE_VAL));
+        EXPECT_FALSE(BridgeTemplate::answerText(result, text));
+    }
+}
+
 } // namespace
