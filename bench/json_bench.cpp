@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -104,6 +105,14 @@ std::vector<Library> makeLibraries() {
     };
 }
 
+// After a tree is dropped, one block too large for malloc's small lists makes glibc merge the
+// freed blocks now, outside any timing, instead of inside the next library's first allocation.
+void settleAllocator() {
+    void* block = std::malloc(64 * 1024);
+    g_sink = g_sink + reinterpret_cast<std::uintptr_t>(block);
+    std::free(block);
+}
+
 double secondsOf(std::function<void()> const& f) {
     auto start = std::chrono::steady_clock::now();
     f();
@@ -140,12 +149,15 @@ int main(int argc, char** argv) {
     for (char const* file : files) {
         std::string const text = readFile(dataDir + "/" + file);
         double const megabytes = static_cast<double>(text.size()) / 1e6;
-        // Enough repetitions per round for about 20 ms of pocketjson parsing.
-        int reps = 1;
-        {
-            libraries[0].parse(text);
-            double once = secondsOf([&] { libraries[0].parse(text); });
-            reps = std::max(1, static_cast<int>(0.02 / std::max(once, 1e-6)));
+        // Enough repetitions per round for about 50 ms of the fastest library's parsing, and never
+        // fewer than ten, so that one slow parse does not decide a round.
+        int reps = 10;
+        for (Library& lib : libraries) {
+            lib.parse(text);
+            double const once = secondsOf([&] { lib.parse(text); });
+            lib.drop();
+            settleAllocator();
+            reps = std::max(reps, static_cast<int>(0.05 / std::max(once, 1e-6)));
         }
         for (char const* op : {"parse", "serialize"}) {
             bool const parse = op[0] == 'p';
@@ -165,6 +177,7 @@ int main(int argc, char** argv) {
                     });
                     rates[l].push_back(megabytes * reps / s);
                     lib.drop();
+                    settleAllocator();
                 }
             }
             // Ratios are taken within each round, where both ran seconds apart, then the median.
@@ -185,6 +198,7 @@ int main(int argc, char** argv) {
         // Memory kept by the tree after parsing, every heap allocation counted.
         for (auto& lib : libraries) {
             lib.drop();
+            settleAllocator();
             malloc_trim(0);
             std::size_t before = heapInUse();
             lib.parse(text);

@@ -11,7 +11,12 @@ namespace {
 
 using pocketjson::Value;
 
-enum class Method { Get, Put, Post, Delete };
+enum class Method : unsigned {
+    Get = kBridgeGet,
+    Put = kBridgePut,
+    Post = kBridgePost,
+    Delete = kBridgeDelete,
+};
 
 std::string lowerAscii(std::string text) {
     for (char& c : text) {
@@ -88,19 +93,32 @@ std::string BridgeTemplate::methodText(Value const& options) {
     return options["method"].toString("");
 }
 
+// The answer object has the members "error" and "value", written in that (key) order; the error
+// is the detail with "name" and "message" set in it, or just those two when the detail is not an
+// object (setting a member makes any other value an empty object first).
 bool BridgeTemplate::answerText(BridgeResult const& result, std::string& text) {
-    Value answer(pocketjson::Type::Object);
-    if (result.isError()) {
-        Value& error = answer["error"];
-        error = result.error.detail;
+    text.clear();
+    if (!result.isError()) {
+        text += "{\"error\":null";
+    } else if (result.error.detail.type() == pocketjson::Type::Object) {
+        Value error = result.error.detail;
         error["name"] = Value(result.error.name);
         error["message"] = Value(result.error.message);
+        text += "{\"error\":";
+        if (!pocketjson::Serializer::serialize(text, error))
+            return false;
     } else {
-        answer["error"] = Value();
+        text += "{\"error\":{\"message\":";
+        pocketjson::Serializer::serialize_string(text, result.error.message);
+        text += ",\"name\":";
+        pocketjson::Serializer::serialize_string(text, result.error.name);
+        text += '}';
     }
-    answer["value"] = result.value;
-    text.clear();
-    return pocketjson::Serializer::serialize(text, answer);
+    text += ",\"value\":";
+    if (!pocketjson::Serializer::serialize(text, result.value))
+        return false;
+    text += '}';
+    return true;
 }
 
 BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const* a3,
@@ -121,6 +139,11 @@ BridgeResult BridgeTemplate::execute(char const* a1, char const* a2, char const*
     onBeginBridge(data);
 
     BridgeResult result;
+    if (refusal.empty() && (defaultMethods_ & static_cast<unsigned>(method)) != 0) {
+        result = methodNotAllowed(static_cast<unsigned>(method));
+        onEndBridge(data, result);
+        return result;
+    }
     try {
         BridgeCheckRequestCondition(refusal.empty(), refusal);
         switch (method) {
@@ -169,24 +192,31 @@ void BridgeTemplate::onBeginBridge(BridgeData const&) {}
 
 void BridgeTemplate::onEndBridge(BridgeData const&, BridgeResult const&) {}
 
+BridgeResultError BridgeTemplate::methodNotAllowed(unsigned method) {
+    char const* message = "GET method is not allowed.";
+    if (method == kBridgePut)
+        message = "PUT method is not allowed.";
+    else if (method == kBridgePost)
+        message = "POST method is not allowed.";
+    else if (method == kBridgeDelete)
+        message = "DELETE method is not allowed.";
+    return BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError", message);
+}
+
 BridgeResult BridgeTemplate::Get(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "GET method is not allowed.");
+    throw methodNotAllowed(kBridgeGet);
 }
 
 BridgeResult BridgeTemplate::Put(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "PUT method is not allowed.");
+    throw methodNotAllowed(kBridgePut);
 }
 
 BridgeResult BridgeTemplate::Post(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "POST method is not allowed.");
+    throw methodNotAllowed(kBridgePost);
 }
 
 BridgeResult BridgeTemplate::Delete(BridgeData const&) {
-    throw BridgeResultError(BridgeStatusMethodNotAllowed, "MethodError",
-                            "DELETE method is not allowed.");
+    throw methodNotAllowed(kBridgeDelete);
 }
 
 int ServeUnbuildableRequest() noexcept {

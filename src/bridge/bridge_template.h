@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <type_traits>
 
 // The request record: one parsed value per argument of the exported function.
 struct BridgeData {
@@ -21,11 +22,28 @@ struct BridgeData {
 constexpr std::size_t kMaxArgumentBytes = std::size_t{16} << 20;
 constexpr std::size_t kMaxArgumentDepth = 1000;
 
+// The four methods as bits, e.g. for the methods whose operation a resource leaves as it is.
+enum BridgeMethodBits : unsigned {
+    kBridgeGet = 1,
+    kBridgePut = 2,
+    kBridgePost = 4,
+    kBridgeDelete = 8,
+};
+
 // Base of every resource. The four method operations answer 405 "MethodError" unless a resource
 // overrides them.
 class BridgeTemplate {
 public:
     virtual ~BridgeTemplate() = default;
+
+    // The 405 that the default operation of `method` (one of the bits) throws.
+    static BridgeResultError methodNotAllowed(unsigned method);
+
+    // Methods (bits) whose operation is this class's default. The request cycle answers them with
+    // methodNotAllowed() without calling the operation: the result, the answer and the log line
+    // are those of the operation's throw, without the cost of unwinding. Serve() sets it from the
+    // resource's type; left at 0, every operation is called.
+    void setDefaultMethods(unsigned methods) { defaultMethods_ = methods; }
 
     // Takes a promise id from the host, runs execute() and settles the promise with the JSON
     // answer; returns the promise id. Whatever fails on the way, the promise is settled exactly
@@ -51,7 +69,21 @@ public:
 
     // The answer of a request that failed outside any handler.
     static char const* const kUnknownErrorAnswer;
+
+private:
+    unsigned defaultMethods_ = 0;
 };
+
+// The methods whose operation `Resource` leaves as BridgeTemplate's: a member named in a class that
+// does not declare it has the type of the base class's member.
+template <typename Resource>
+constexpr unsigned BridgeDefaultMethods() {
+    using Default = BridgeResult (BridgeTemplate::*)(BridgeData const&);
+    return (std::is_same_v<decltype(&Resource::Get), Default> ? kBridgeGet : 0u) |
+           (std::is_same_v<decltype(&Resource::Put), Default> ? kBridgePut : 0u) |
+           (std::is_same_v<decltype(&Resource::Post), Default> ? kBridgePost : 0u) |
+           (std::is_same_v<decltype(&Resource::Delete), Default> ? kBridgeDelete : 0u);
+}
 
 // The exported functions' last guard: builds the resource and runs its request cycle; if even the
 // resource cannot be built, a promise is still created and settled with 500 "UnknownError".
@@ -61,6 +93,7 @@ template <typename Resource>
 int Serve(char const* a1, char const* a2, char const* a3, char const* a4) noexcept {
     try {
         Resource resource;
+        resource.setDefaultMethods(BridgeDefaultMethods<Resource>());
         return resource(a1, a2, a3, a4);
     } catch (...) {
         return ServeUnbuildableRequest();

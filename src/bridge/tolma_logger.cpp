@@ -62,14 +62,27 @@ LoggerBase::LoggerBase(std::string loggerName) : name(std::move(loggerName)) {}
 std::string LoggerBase::resultLine(std::string const& method, std::string const& uri,
                                    BridgeResult const& result) {
     bool const success = result.statusCode >= 200 && result.statusCode <= 299;
-    std::string line = "statusCode:" + std::to_string(static_cast<int>(result.statusCode)) +
-                       "\tmethod:" + method + "\turi:";
+    // One buffer for the whole line: the fixed parts take 64 bytes.
+    std::string line;
+    line.reserve(64 + method.size() + uri.size() + result.error.name.size() +
+                 result.error.message.size());
+    char status[16];
+    int const statusLength =
+        std::snprintf(status, sizeof status, "%d", static_cast<int>(result.statusCode));
+    line += "statusCode:";
+    line.append(status, static_cast<std::size_t>(statusLength));
+    line += "\tmethod:";
+    line += method;
+    line += "\turi:";
     appendEscaped(line, uri, std::string::npos);
     if (success) {
         line += "\tmsg:Success";
         return line;
     }
-    line += "\terr:" + result.error.name + "\tmsg:" + result.error.message;
+    line += "\terr:";
+    line += result.error.name;
+    line += "\tmsg:";
+    line += result.error.message;
     pocketjson::Value const& code = result.error.detail["code"];
     if (code.type() == pocketjson::Type::Integer || code.type() == pocketjson::Type::Double) {
         // Outside 0..4294967295 (after rounding a double) the code is written as 0.

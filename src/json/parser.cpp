@@ -32,6 +32,15 @@ char const kGarbage[] = "Gabage string exists after json string.";
 
 constexpr std::size_t kInitialScratchValues = 256; // 4 KiB of element handles
 
+} // namespace
+
+// At most one element per two bytes of text, plus the one a text ending in a value may hold.
+std::size_t scratchValuesFor(std::size_t textBytes) {
+    return textBytes / 2 + 1 < kInitialScratchValues ? textBytes / 2 + 1 : kInitialScratchValues;
+}
+
+namespace {
+
 inline bool isDigit(char c) {
     return static_cast<unsigned char>(c - '0') < 10;
 }
@@ -366,8 +375,10 @@ bool Parser::parseNested(Value* target, AbstractParseHandler* handler, Iterator&
     // every small size. With glibc this first large request also makes malloc merge the small
     // blocks a previously dropped tree left on its fast lists, so the new tree is carved from
     // contiguous memory in the order it is built instead of from those blocks in free order.
+    // A short text cannot hold that many elements (each takes a byte and a separator), and for it
+    // the merge costs more than the whole parse: the room is sized to what the text can hold.
     if (target)
-        values_.reserve(kInitialScratchValues);
+        values_.reserve(scratchValuesFor(static_cast<std::size_t>(it.end - it.current)));
     bool ok = target ? walk<true>(target, nullptr, it, options)
                      : walk<false>(nullptr, handler, it, options);
     if (!ok && target && !frames_.empty()) {

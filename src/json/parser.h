@@ -10,6 +10,10 @@
 
 namespace pocketjson {
 
+// The element handles the parser's scratch stack starts with for a text of `textBytes` bytes:
+// what the text can hold at most, and no more than 256.
+std::size_t scratchValuesFor(std::size_t textBytes);
+
 using ParseOption = unsigned int;
 // Bit 0: accept a trailing comma before ']' or '}'.
 constexpr ParseOption kParseAllowTrailingComma = 1;

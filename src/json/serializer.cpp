@@ -296,7 +296,9 @@ private:
         int inner = level;
         bool isObject = false;
         bool isRoot = true;
+        // Room for the nesting of typical answers in one allocation rather than three or four.
         std::vector<Frame> stack;
+        stack.reserve(16);
         for (;;) {
             // The members of the innermost container, until one opens a container or it ends. A
             // comma follows each member that has another after it.

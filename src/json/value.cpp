@@ -202,7 +202,7 @@ void Value::setType(Type const& type) {
     becomeEmpty(type);
 }
 
-Value& Value::operator[](std::string const& key) {
+inline Value::Object& Value::objectForWrite() {
     if (type_ != Type::Object) {
         release();
         becomeEmpty(Type::Object);
@@ -211,7 +211,15 @@ Value& Value::operator[](std::string const& key) {
         --payload_.container->count;
         payload_.container = copy;
     }
-    return objectRef().try_emplace(key).first->second;
+    return objectRef();
+}
+
+Value& Value::operator[](std::string const& key) {
+    return objectForWrite().try_emplace(key).first->second;
+}
+
+Value& Value::operator[](std::string&& key) {
+    return objectForWrite().try_emplace(std::move(key)).first->second;
 }
 
 Value const& Value::operator[](std::string const& key) const {
@@ -254,6 +262,14 @@ void Value::push_back(Value const& v) {
         return;
     }
     arrayRef().push_back(v);
+}
+
+void Value::reserve(std::size_t count) {
+    if (type_ != Type::Array) {
+        release();
+        becomeEmpty(Type::Array);
+    }
+    arrayRef().reserve(count);
 }
 
 std::size_t Value::size() const {

@@ -92,6 +92,9 @@ public:
 
     // Object access. The non-const form converts to an object and detaches a shared container.
     Value& operator[](std::string const& key);
+    // The same, taking the key's text into a new member instead of copying it (a literal key
+    // longer than the short-string buffer is then allocated once, not twice).
+    Value& operator[](std::string&& key);
     Value const& operator[](std::string const& key) const;
     // Array access. The non-const form converts to an array, detaches and grows as needed.
     Value& operator[](unsigned long const& index);
@@ -99,6 +102,10 @@ public:
 
     // Appends without detaching: a shared array grows through every handle.
     void push_back(Value const& v);
+    // Room for `count` elements, so that as many push_back calls allocate nothing more. A value
+    // that is not an array becomes an empty one first, as push_back makes it; the elements of an
+    // array are kept (and, like push_back, a shared array is not detached).
+    void reserve(std::size_t count);
 
     std::size_t size() const;
     bool contains(std::string const& key) const;
@@ -137,6 +144,8 @@ private:
     };
 
     void release() noexcept;
+    // The object to write a member into: converted from another type, detached when shared.
+    Object& objectForWrite();
     void becomeEmpty(Type t);
     std::string& stringRef() {
         return static_cast<Container<std::string>*>(payload_.container)->value;

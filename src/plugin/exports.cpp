@@ -13,7 +13,31 @@
 
 #define TOLMA_EXPORT extern "C" __attribute__((visibility("default")))
 
+namespace {
+
+// The methods a row of the list serves, as bits: G get, U put, P post, D delete.
+constexpr unsigned servedMethods(char const* letters) {
+    unsigned bits = 0;
+    for (; *letters != '\0'; ++letters) {
+        bits |= *letters == 'G'   ? kBridgeGet
+                : *letters == 'U' ? kBridgePut
+                : *letters == 'P' ? kBridgePost
+                : *letters == 'D' ? kBridgeDelete
+                                  : 0u;
+    }
+    return bits;
+}
+
+constexpr unsigned kAllMethods = kBridgeGet | kBridgePut | kBridgePost | kBridgeDelete;
+
+} // namespace
+
+// The request cycle answers 405 itself for the operations a class leaves as they are; the list
+// and the classes must agree on which those are.
 #define TOLMA_DEFINE_RESOURCE(Name, Methods)                                                       \
+    static_assert(BridgeDefaultMethods<kavri::bridge::Name>() ==                                   \
+                      (kAllMethods & ~servedMethods(Methods)),                                     \
+                  #Name " serves other methods than its row in resources.h says");                 \
     TOLMA_EXPORT int Name(char const* a1, char const* a2, char const* a3, char const* a4) {        \
         return Serve<kavri::bridge::Name>(a1, a2, a3, a4);                                         \
     }

@@ -172,6 +172,7 @@ pocketjson::Value GetScreenGamma(MiScreen* screen) {
     pocketjson::Value v(pocketjson::Type::Object);
     auto const ramp = [](double const(&values)[256]) {
         pocketjson::Value a(pocketjson::Type::Array);
+        a.reserve(256);
         for (double const d : values)
             a.push_back(d);
         return a;

@@ -122,6 +122,7 @@ std::vector<MiScreen*> selectForPoint(BridgeData const& data, std::string& uri) 
 Value ScreensGetMethod(std::vector<MiScreen*> const& screens, Value const& data) {
     Reading const reading = readingFor(data);
     Value all(pocketjson::Type::Array);
+    all.reserve(screens.size());
     for (MiScreen* screen : screens)
         all.push_back(readScreen(screen, reading));
     return all;

@@ -330,4 +330,181 @@ TEST(RequestLog, SuccessRangeAndErrorCodeText) {
     }
 }
 
+// Serves PUT only; the other three operations are BridgeTemplate's.
+class PutOnlyResource : public kavri::Bridge {
+public:
+    BridgeResult Put(BridgeData const&) override {
+        uri += "PutOnly";
+        return BridgeResultOK(Value(true));
+    }
+};
+
+// Serves GET and DELETE through an intermediate class that serves GET.
+class GetResource : public kavri::Bridge {
+public:
+    BridgeResult Get(BridgeData const&) override { return BridgeResultOK(Value(1)); }
+};
+class GetDeleteResource : public GetResource {
+public:
+    BridgeResult Delete(BridgeData const&) override { return BridgeResultOK(Value(2)); }
+};
+
+TEST(RequestMethod, DefaultOperationsAreFoundFromTheResourceType) {
+    struct Case {
+        char const* what;
+        unsigned found;
+        unsigned expected;
+    } const cases[] = {
+        {"kavri::Bridge", BridgeDefaultMethods<kavri::Bridge>(),
+         kBridgeGet | kBridgePut | kBridgePost | kBridgeDelete},
+        {"EchoResource", BridgeDefaultMethods<EchoResource>(), 0u},
+        {"PutOnlyResource", BridgeDefaultMethods<PutOnlyResource>(),
+         kBridgeGet | kBridgePost | kBridgeDelete},
+        {"GetResource", BridgeDefaultMethods<GetResource>(),
+         kBridgePut | kBridgePost | kBridgeDelete},
+        {"GetDeleteResource", BridgeDefaultMethods<GetDeleteResource>(), kBridgePut | kBridgePost},
+    };
+    for (auto const& c : cases)
+        EXPECT_EQ(c.found, c.expected) << c.what;
+}
+
+// What one request left with the stand-ins: the answer and the one log line.
+struct Outcome {
+    Response response;
+    std::vector<sim::LogLine> lines;
+};
+
+template <typename Run>
+Outcome outcomeOf(Run run) {
+    SimPageBridgeReset();
+    SimOstranaReset();
+    run();
+    return Outcome{sim::host::responses().empty() ? Response{} : sim::host::responses()[0],
+                   sim::host::logLines()};
+}
+
+// A 405 answered by the request cycle is byte for byte the one the default operation throws:
+// Serve() answers it directly, a resource object called without Serve() calls the operation.
+TEST(RequestMethod, MethodNotServedAnswersAsTheDefaultOperationThrows) {
+    char const* const options[] = {
+        R"({"method":"get"})",    R"({"method":"GET"})",  R"({"method":"post"})",
+        R"({"method":"Delete"})", R"({"method":"put"})",  R"({"method":"remove"})",
+        "{}",                     "not json",             R"({"method":true})",
+    };
+    char const* const bodies[] = {"", "{}", "text", R"({"gamma":[1,2]})"};
+    int refused = 0;
+    for (char const* o : options) {
+        for (char const* body : bodies) {
+            Outcome const fast = outcomeOf([&] { Serve<PutOnlyResource>(o, "{}", "{}", body); });
+            Outcome const thrown = outcomeOf([&] {
+                PutOnlyResource resource;
+                resource(o, "{}", "{}", body);
+            });
+            ASSERT_EQ(fast.lines.size(), 1u) << o;
+            ASSERT_EQ(thrown.lines.size(), 1u) << o;
+            EXPECT_EQ(fast.response.statusCode, thrown.response.statusCode) << o;
+            EXPECT_EQ(fast.response.json, thrown.response.json) << o;
+            EXPECT_EQ(fast.lines[0].level, thrown.lines[0].level) << o;
+            EXPECT_EQ(fast.lines[0].line, thrown.lines[0].line) << o;
+            refused += fast.response.statusCode == 405 ? 1 : 0;
+        }
+    }
+    // Every options text but {"method":"put"} selects a method the resource does not serve.
+    EXPECT_EQ(refused, 8 * 4);
+}
+
+TEST(RequestMethod, ArgumentRefusalComesBeforeTheMethodRefusal) {
+    std::string const deep(kMaxArgumentDepth + 1, '[');
+    Response r = call(Serve<PutOnlyResource>, R"({"method":"get"})", deep.c_str());
+    EXPECT_EQ(r.statusCode, 400);
+    EXPECT_EQ(r.json, R"({"error":{"message":"2nd argument is nested too deeply.",)"
+                      R"("name":"BadRequestError"},"value":null})");
+}
+
+TEST(RequestMethod, MethodNotAllowedNamesEachMethod) {
+    struct Case {
+        unsigned method;
+        char const* message;
+    } const cases[] = {
+        {kBridgeGet, "GET method is not allowed."},
+        {kBridgePut, "PUT method is not allowed."},
+        {kBridgePost, "POST method is not allowed."},
+        {kBridgeDelete, "DELETE method is not allowed."},
+    };
+    for (auto const& c : cases) {
+        BridgeResultError const e = BridgeTemplate::methodNotAllowed(c.method);
+        EXPECT_EQ(e.statusCode, BridgeStatusMethodNotAllowed);
+        EXPECT_EQ(e.error.name, "MethodError");
+        EXPECT_EQ(e.error.message, c.message);
+        EXPECT_TRUE(e.value.isNull());
+    }
+}
+
+// The answer as an object tree would give it: {"error": detail with name and message set, or
+// null; "value": the value}, written by the serializer.
+std::string treeAnswer(BridgeResult const& result) {
+    Value answer(pocketjson::Type::Object);
+    if (result.isError()) {
+        Value& error = answer["error"];
+        error = result.error.detail;
+        error["name"] = Value(result.error.name);
+        error["message"] = Value(result.error.message);
+    } else {
+        answer["error"] = Value();
+    }
+    answer["value"] = result.value;
+    std::string text;
+    pocketjson::Serializer::serialize(text, answer);
+    return text;
+}
+
+TEST(RequestAnswer, TextEqualsTheAnswerTreeWritten) {
+    struct Case {
+        char const* name;
+        char const* message;
+        char const* detail;
+        char const* value;
+    } const cases[] = {
+        {"", "", "null", "null"},
+        {"", "", "null", R"({"b":[1,2.5,"x"],"a":true})"},
+        {"", "", "[]", "0.10000000000000001"},
+        {"", "", "{}", R"("text")"},
+        {"MethodError", "GET method is not allowed.", "null", "null"},
+        {"E", "quote \" and tab \t", "null", "[1]"},
+        {"E", "", R"({"code":5,"extra":"x","name":"old"})", "null"},
+        {"", "", R"({"code":5})", "null"},
+        {"", "", R"("detail text")", "null"},
+        {"", "", R"([1,2])", "null"},
+        {"E", "M", "7", R"({"k":null})"},
+        {"E\u0001", "M\u007f", R"({"message":"m","z":[]})", "false"},
+    };
+    for (auto const& c : cases) {
+        BridgeResult result;
+        result.statusCode = BridgeStatusOK;
+        result.error.name = parseValue((std::string("\"") + c.name + "\"").c_str()).stringValue();
+        result.error.message =
+            parseValue((std::string("\"") + c.message + "\"").c_str()).stringValue();
+        result.error.detail = parseValue(c.detail);
+        result.value = parseValue(c.value);
+        std::string text = "left over";
+        ASSERT_TRUE(BridgeTemplate::answerText(result, text)) << c.detail;
+        EXPECT_EQ(text, treeAnswer(result)) << c.name << " " << c.detail << " " << c.value;
+    }
+}
+
+TEST(RequestAnswer, ValueThatCannotBeWrittenFailsTheText) {
+    for (bool error : {false, true}) {
+        BridgeResult result;
+        if (error)
+            result.error.detail = parseValue(R"({"d":1})");
+        result.value = Value(std::nan(""));
+        std::string text;
+        EXPECT_FALSE(BridgeTemplate::answerText(result, text));
+        result.error.detail = Value();
+        result.value = Value(pocketjson::Type::Array);
+        result.value.push_back(Value(HUGE_VAL));
+        EXPECT_FALSE(BridgeTemplate::answerText(result, text));
+    }
+}
+
 } // namespace

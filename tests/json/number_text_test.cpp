@@ -2,12 +2,15 @@
 #include "json/number_text.h"
 #include "json_test_util.h"
 
+#include <charconv>
 #include <clocale>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -57,6 +60,64 @@ TEST(DoubleText, MatchesPrintfForRandomBitPatterns) {
         ASSERT_EQ(formatted(d), printfText(d)) << std::hexfloat << d;
     }
     EXPECT_GT(checked, 250000);
+}
+
+std::string toCharsText(double d) {
+    char buf[64];
+    auto const result = std::to_chars(buf, buf + sizeof buf, d, std::chars_format::general, 17);
+    return std::string(buf, result.ptr);
+}
+
+// The values a gamma answer holds: identity and power-curve ramps of 256 entries, scaled.
+std::vector<double> rampValues() {
+    std::vector<double> values;
+    for (double exponent : {1.0, 1.8, 2.2, 2.4, 1.0 / 2.2, 1.0 / 2.4}) {
+        for (int i = 0; i < 256; ++i) {
+            double const x = i / 255.0;
+            values.push_back(std::pow(x, exponent));
+            values.push_back(std::pow(x, exponent) * 65535.0);
+        }
+    }
+    return values;
+}
+
+// The number text has three writers that must agree byte for byte: printf's "%.17g",
+// std::to_chars in general form with precision 17 (the library's fallback near rounding ties),
+// and the library's own. Zero keeps its own text, "0.0", which neither of the others writes.
+TEST(DoubleText, ToCharsPrintfAndLibraryAgreeOnEveryValue) {
+    std::vector<double> values = rampValues();
+    double const edges[] = {
+        0.1, 0.5, 1.0, 59.94, 1e15, 1e16, 1e17, 1e21, 1e22, 1e-4, 1e-5, 9.9999999999999995e-5,
+        5e-324, 2.2250738585072014e-308, 2.2250738585072009e-308, 1.7976931348623157e308,
+        9007199254740993.0, 4503599627370495.5, 99999999999999999.0, 0.99999999999999989,
+        123456789012345678.0, 0.30000000000000004, 1.0 / 3,
+    };
+    for (double e : edges) {
+        values.push_back(e);
+        values.push_back(-e);
+        values.push_back(std::nextafter(e, 0.0));
+        values.push_back(std::nextafter(e, HUGE_VAL));
+    }
+    std::mt19937_64 random(20261126);
+    for (int i = 0; i < 300000; ++i) {
+        std::uint64_t const bits = random();
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        if (std::isfinite(d) && d != 0.0)
+            values.push_back(d);
+    }
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    for (int i = 0; i < 100000; ++i)
+        values.push_back(unit(random));
+    for (double d : values) {
+        std::string const printed = printfText(d);
+        ASSERT_EQ(toCharsText(d), printed) << std::hexfloat << d;
+        ASSERT_EQ(Double(d).toString(), d == 0.0 ? "0.0" : printed) << std::hexfloat << d;
+    }
+    EXPECT_GT(values.size(), 400000u);
+    EXPECT_EQ(Double(0.0).toString(), "0.0");
+    EXPECT_EQ(toCharsText(0.0), "0");
+    EXPECT_EQ(printfText(0.0), "0");
 }
 
 TEST(DoubleText, SpecialValuesAndZero) {

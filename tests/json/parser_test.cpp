@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -313,6 +314,40 @@ TEST(ParserHandler, CheckOnlyModeNeedsNeitherTargetNorHandler) {
     Parser::Iterator badIt{bad.data(), bad.data() + bad.size()};
     EXPECT_FALSE(parser.parse_value(nullptr, nullptr, badIt, 0));
     EXPECT_EQ(parser.error(), "Unexpected string exists while parsing object.");
+}
+
+TEST(ParserScratch, SizedToWhatTheTextCanHold) {
+    struct Case {
+        std::size_t bytes;
+        std::size_t values;
+    } const cases[] = {
+        {0, 1}, {1, 1}, {2, 2}, {16, 9}, {20, 11}, {509, 255}, {510, 256}, {511, 256},
+        {1u << 20, 256},
+    };
+    for (auto const& c : cases)
+        EXPECT_EQ(scratchValuesFor(c.bytes), c.values) << c.bytes;
+}
+
+// The densest texts (one-digit elements, flat and nested) hold no more elements than the room
+// sized for them, below the cap; and they parse to what they say.
+TEST(ParserScratch, DensestTextsFitTheirRoom) {
+    for (std::size_t n = 1; n < 300; ++n) {
+        std::string flat = "[";
+        std::string nested = "[";
+        for (std::size_t i = 0; i < n; ++i) {
+            flat += i ? ",1" : "1";
+            nested += i ? ",[1]" : "[1]";
+        }
+        flat += "]";
+        nested += "]";
+        if (n < 256) {
+            EXPECT_GE(scratchValuesFor(flat.size()), n) << flat.size();
+        }
+        EXPECT_GE(scratchValuesFor(nested.size()), std::min<std::size_t>(n + 1, 256))
+            << nested.size();
+        EXPECT_EQ(compact(parseText(flat).value), flat);
+        EXPECT_EQ(compact(parseText(nested).value), nested);
+    }
 }
 
 } // namespace

@@ -11,6 +11,7 @@ namespace pocketjson {
 namespace {
 
 using test::compact;
+using test::parseText;
 
 TEST(ValueTypes, TagsAreTheDocumentedBitFlags) {
     EXPECT_EQ(static_cast<std::uint32_t>(Type::Null), 0u);
@@ -306,6 +307,41 @@ TEST(ValueEquality, ComparesTypesAndContentDeeply) {
     EXPECT_FALSE(a.value == c.value);
     EXPECT_FALSE(Value(1) == Value(1.0)); // integer and double are different types
     EXPECT_TRUE(Value(0.0) == Value(-0.0));
+}
+
+TEST(ValueReserve, KeepsElementsAndConvertsOthersAsPushBackDoes) {
+    struct Case {
+        Value start;
+        char const* afterPush;
+    } const cases[] = {
+        {Value(), "[7]"},
+        {Value(3), "[7]"},
+        {Value("text"), "[7]"},
+        {parseText(R"({"a":1})").value, "[7]"},
+        {parseText("[1,2]").value, "[1,2,7]"},
+    };
+    for (auto const& c : cases) {
+        Value v = c.start;
+        v.reserve(300);
+        EXPECT_EQ(v.type(), Type::Array);
+        std::size_t const before = v.arrayItems().size();
+        EXPECT_GE(v.arrayItems().capacity(), 300u);
+        Value const* first = before ? &v.arrayItems()[0] : nullptr;
+        v.push_back(Value(7));
+        EXPECT_EQ(compact(v), c.afterPush);
+        if (first != nullptr) {
+            EXPECT_EQ(&v.arrayItems()[0], first) << "no reallocation after reserve";
+        }
+    }
+}
+
+TEST(ValueReserve, SharedArrayGrowsThroughEveryHandle) {
+    Value a = parseText("[1]").value;
+    Value b = a;
+    b.reserve(10);
+    b.push_back(Value(2));
+    EXPECT_EQ(compact(a), "[1,2]");
+    EXPECT_EQ(a.shareCount(), 2);
 }
 
 } // namespace
