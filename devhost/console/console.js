@@ -296,8 +296,10 @@
                 var li = element('li');
                 li.dataset.name = r.name;
                 li.appendChild(element('span', '', r.name));
+                // The letters of the plug-in's list: G get, U put, P post, D delete.
+                var letters = { get: 'G', put: 'U', post: 'P', delete: 'D' };
                 li.appendChild(element('span', 'methods', r.methods.map(function (m) {
-                    return m.charAt(0).toUpperCase();
+                    return letters[m] || '?';
                 }).join('')));
                 if (!r.exported)
                     li.classList.add('detached');
