@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <regex>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -81,13 +80,14 @@ ConsoleProcess::~ConsoleProcess() {
 }
 
 int ConsoleProcess::waitForPort(std::chrono::milliseconds deadline) {
-    std::regex const serving(R"(serving http://127\.0\.0\.1:(\d+)/)");
+    std::string const serving = "serving http://127.0.0.1:";
     int port = 0;
     pollUntil(deadline, [&] {
-        std::smatch match;
         std::string const text = output();
-        if (std::regex_search(text, match, serving))
-            port = std::stoi(match[1].str());
+        std::size_t const at = text.find(serving);
+        std::size_t const end = at == std::string::npos ? at : text.find('/', at + serving.size());
+        if (end != std::string::npos)
+            port = std::stoi(text.substr(at + serving.size(), end - at - serving.size()));
         return port != 0 || waitForExit(std::chrono::milliseconds(0)) != -2;
     });
     return port;
@@ -120,6 +120,9 @@ int ConsoleProcess::waitForExit(std::chrono::milliseconds deadline) {
         }
         return exited_;
     });
+    // Everything it wrote is read once the pipe ends.
+    if (exited_ && reader_.joinable())
+        reader_.join();
     return exited_ ? status_ : -2;
 }
 

@@ -27,7 +27,8 @@ public:
     std::string output();
 
     void signal(int number);
-    // The exit status, -1 when it ended by a signal, -2 when it still runs at the deadline.
+    // The exit status, -1 when it ended by a signal, -2 when it still runs at the deadline. Once it
+    // ended, output() holds all it wrote.
     int waitForExit(std::chrono::milliseconds deadline);
 
 private:
