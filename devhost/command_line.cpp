@@ -227,6 +227,12 @@ Commands:
   script FILE|-
         Runs session commands from FILE (- for standard input), echoing each one; stops at the
         first failing command with FILE:LINE and a non-zero exit.
+  serve [--port N]
+        The web console: serves a page on http://127.0.0.1:N/ (default 8420; 0 picks a free port,
+        printed at start) from which every resource can be called, events watched and the
+        simulated world changed, over one session as in shell. Its JSON API: POST /api/call,
+        GET /api/events (Server-Sent Events), POST /api/world, GET /api/resources. Only requests
+        whose Host and Origin are the loopback address are served. SIGINT or SIGTERM ends it.
   demo
         A short tour of the default world: what the plug-in exports and serves today.
   resources

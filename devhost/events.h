@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -14,6 +15,14 @@ namespace tolmahost {
 struct PushedEvent {
     std::string name;
     std::string json;
+};
+
+// An event as the event stream hands it on: numbered from 1 in the order pushed, with the wall
+// clock time it arrived (milliseconds since 1970).
+struct StreamedEvent {
+    std::uint64_t number = 0;
+    double unixMilliseconds = 0;
+    PushedEvent event;
 };
 
 // Listens to the page-bridge stand-in. Never destroyed: a plug-in thread may still push an event
@@ -35,12 +44,23 @@ public:
 
     void record(std::string const& name, std::string const& json);
 
+    // The events numbered above `after` still kept for streams (the last kKeptStreamed), oldest
+    // first; waits up to `timeout` while there is none. Empty after the timeout or once closed.
+    std::vector<StreamedEvent> streamedAfter(std::uint64_t after,
+                                            std::chrono::milliseconds timeout);
+    // Wakes every stream waiting in streamedAfter and makes it answer at once from now on.
+    void closeStreams();
+    bool streamsClosed();
+
 private:
     EventBoard() = default;
 
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<PushedEvent> events_;
+    std::deque<StreamedEvent> streamed_;
+    std::uint64_t lastNumber_ = 0;
+    bool streamsClosed_ = false;
 };
 
 } // namespace tolmahost

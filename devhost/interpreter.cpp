@@ -108,7 +108,7 @@ bool Interpreter::runLine(std::string const& line) {
         }
     }
     if (isWorldCommand(command)) {
-        runWorldCommand(words);
+        Printer::instance().print(runWorldCommand(words));
         return true;
     }
     throw UsageError("unknown command '" + command + "' (see 'help')");
@@ -157,11 +157,11 @@ void Interpreter::runScript(std::istream& in, std::string const& source) {
 }
 
 void Interpreter::call(std::vector<std::string> const& words) {
-    callAndPrint(session_.plugin(), parseCallWords(rest(words)));
+    callAndPrint(session_, parseCallWords(rest(words)));
 }
 
 void Interpreter::callWithMethod(std::vector<std::string> const& words) {
-    callAndPrint(session_.plugin(), parseCallWords(rest(words), words[0]));
+    callAndPrint(session_, parseCallWords(rest(words), words[0]));
 }
 
 void Interpreter::resources(std::vector<std::string> const& words) {

@@ -1,5 +1,6 @@
 // tolmahost's entry point: the command line to a command; any failure to one line and a status.
 #include "devhost/command_line.h"
+#include "devhost/console_server.h"
 #include "devhost/demo.h"
 #include "devhost/host_error.h"
 #include "devhost/interpreter.h"
@@ -39,7 +40,7 @@ int run(int argc, char** argv) {
         // Checked before anything is loaded.
         CallRequest const request = parseCallWords(line.words);
         Session session(line.host, false);
-        callAndPrint(session.plugin(), request);
+        callAndPrint(session, request);
     } else if (line.command == "resources") {
         expectWordCount(line, 0, "resources");
         Session session(line.host, false);
@@ -62,6 +63,9 @@ int run(int argc, char** argv) {
         Session session(line.host, true);
         Interpreter(session).runScript(source == "-" ? std::cin : file,
                                        source == "-" ? "<stdin>" : source);
+    } else if (line.command == "serve") {
+        int const port = parseServeWords(line.words);
+        serveConsole(line.host, port);
     } else if (line.command == "demo") {
         expectWordCount(line, 0, "demo");
         printer.setTimestamps(line.host.timestamps);

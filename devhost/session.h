@@ -8,6 +8,7 @@
 #include "sim/host/recorded.h"
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace tolmahost {
@@ -24,6 +25,10 @@ public:
     Session& operator=(Session const&) = delete;
 
     sim::host::Plugin& plugin() { return *plugin_; }
+    // The logging library the plug-in writes through (loaded() false when there is none).
+    sim::host::LoggingStandIn const& log() const { return *log_; }
+    // Held while a request runs: requests take turns, whichever thread sends them.
+    std::mutex& requestTurn() { return requestTurn_; }
     HostOptions const& options() const { return options_; }
 
     // Prints "host: TEXT" when narrating.
@@ -54,6 +59,7 @@ private:
     std::unique_ptr<sim::host::Plugin> plugin_;
     TolmaPowerManagementBackup* powerBackup_ = nullptr;
     bool powerSaved_ = false;
+    std::mutex requestTurn_;
 };
 
 } // namespace tolmahost

@@ -3,7 +3,6 @@
 
 #include "devhost/command_line.h"
 #include "devhost/host_error.h"
-#include "devhost/printer.h"
 #include "json/parser.h"
 #include "sim/sim_control.h"
 
@@ -89,8 +88,8 @@ void check(std::string const& what, char const* message) {
         throw HostError(what + ": " + message);
 }
 
-void say(std::string const& text) {
-    Printer::instance().print("world: " + text);
+std::string said(std::string const& text) {
+    return "world: " + text;
 }
 
 std::int32_t failureCount(std::string const& text) {
@@ -167,43 +166,43 @@ void loadWorldFile(std::string const& path) {
     check(path, SimWorldLoadFile(path.c_str()));
 }
 
-void runWorldCommand(std::vector<std::string> const& words) {
+std::string runWorldCommand(std::vector<std::string> const& words) {
     if (words.empty())
         throw UsageError("empty world command");
     std::string const what = checkShape(words);
     std::string const& command = words[0];
     if (what == "world load") {
         check(words[2], SimWorldLoadFile(words[2].c_str()));
-        say("loaded " + words[2]);
+        return said("loaded " + words[2]);
     } else if (what == "world default") {
         SimWorldReset();
-        say("the default world, no failing calls");
+        return said("the default world, no failing calls");
     } else if (what == "world list") {
-        Printer::instance().print(worldSummary());
+        return worldSummary();
     } else if (what == "world show") {
         char const* const document = SimWorldText(1);
-        Printer::instance().print(document != nullptr ? document : "");
+        return document != nullptr ? document : "";
     } else if (what == "world patch") {
         check(what, SimWorldPatch(jsonArgument(what, words[2]).c_str()));
-        say("patched");
+        return said("patched");
     } else if (command == "plug" || command == "unplug") {
         bool const plug = command == "plug";
         check(command + " " + words[1] + " " + words[2],
               SimWorldSetAttached(collectionOf(words[1]), words[2].c_str(), plug ? 1 : 0));
-        say(words[1] + " " + words[2] + (plug ? " plugged in" : " unplugged"));
+        return said(words[1] + " " + words[2] + (plug ? " plugged in" : " unplugged"));
     } else if (what == "screens change") {
         check(what, SimWorldSetScreens(jsonArgument(what, words[2]).c_str()));
-        say("screens changed");
+        return said("screens changed");
     } else if (what == "screens event") {
         std::size_t const reached = SimWorldDeliverScreenEvent(0);
-        say("screen-change event delivered to " + std::to_string(reached) + " callback(s)");
+        return said("screen-change event delivered to " + std::to_string(reached) + " callback(s)");
     } else if (words[1] == "clear") {
         SimWorldClearFailures();
-        say("no failing calls");
+        return said("no failing calls");
     } else {
         std::int32_t const count = words.size() == 3 ? failureCount(words[2]) : 1;
         SimWorldFailCalls(words[1].c_str(), count);
-        say(count == SIM_WORLD_FAIL_ALWAYS ? "every call of " + words[1] + " fails"
+        return said(count == SIM_WORLD_FAIL_ALWAYS ? "every call of " + words[1] + " fails"
             : count == 0
                 ? words[1] + " no longer fails"
                 : "the next " + std::to_string(count) + " call(s) of " + words[1] + " fail");
@@ -224,7 +223,7 @@ void loadWorldFile(std::string const&) {
     notInThisBuild("--world");
 }
 
-void runWorldCommand(std::vector<std::string> const& words) {
+std::string runWorldCommand(std::vector<std::string> const& words) {
     if (words.empty())
         throw UsageError("empty world command");
     notInThisBuild(checkShape(words));

@@ -12,8 +12,9 @@ bool isWorldCommand(std::string const& word);
 // Replaces the world with the file's. Throws a HostError with the one-line reason.
 void loadWorldFile(std::string const& path);
 
-// Runs one world command, `words` starting with its command word. A malformed command is a usage
+// Runs one world command, `words` starting with its command word, and returns what it has to say
+// (a "world: ..." note, the world's summary or its document). A malformed command is a usage
 // HostError; one the world refuses, or any in a build without the world, a HostError.
-void runWorldCommand(std::vector<std::string> const& words);
+std::string runWorldCommand(std::vector<std::string> const& words);
 
 } // namespace tolmahost
