@@ -45,7 +45,9 @@ std::vector<DemoStep> const& demoSteps() {
         {"Switching it on reports the devices already attached to the watcher at once; the answer "
          "lists what changed since the device managers first looked (nothing yet)",
          "put DeviceNotification"},
-        {"", "wait 1"},
+        {"The watcher looks at the attached devices once more (a monitor after 1 s, then 0.6 s "
+         "later); nothing has changed, so nothing is pushed",
+         "wait 2"},
         {"Unplugging the maker's monitor: 0.6 s after the USB event the plug-in pushes "
          "\"monitorChanged\"",
          "unplug monitor 23A04117"},

@@ -12,6 +12,8 @@ namespace {
 
 constexpr char const* kLightingChangedEvent = "lightingEquipmentChanged";
 
+constexpr std::uint64_t kMaxStringBytes = 1 << 20;
+
 bool succeeded(std::int32_t status) {
     return status >= 0 || status == VQ_STATUS_PARTIAL;
 }
@@ -41,7 +43,8 @@ std::int32_t GetString(VqDevice* handle, std::uint16_t code, std::string* out) {
     std::uint64_t length = 0;
     std::int32_t status = getFixedData(handle, VQ_PAGE_FIXED, code, &info0, &info1, &info2,
                                        &info3, &length);
-    if (!succeeded(status) || length == 0)
+    // A length no device string has (a broken library) fails like none, instead of allocating it.
+    if (!succeeded(status) || length == 0 || length > kMaxStringBytes)
         return kGetStringFailed;
     auto getFeatureArray = KAVRI_LOOKUP(library, VqGetFeatureArray);
     if (getFeatureArray == nullptr)

@@ -25,7 +25,7 @@ constexpr std::int32_t kGetStringFailed = static_cast<std::int32_t>(0x80000007u)
 
 // Reads the fixed-data string `code` of a device (1 product, 2 serial) into *out, trailing blanks
 // removed; 0 on success, otherwise a negative status and *out unchanged. A missing library
-// function fails the read.
+// function, or a reported length above 1 MiB, fails the read.
 std::int32_t GetString(VqDevice* handle, std::uint16_t code, std::string* out);
 
 // Stores the last list. mutex_ guards it and the library's search and enumeration, from the copy

@@ -44,11 +44,11 @@ std::vector<Monitor> MonitorManager::getCurrentMonitorsWithoutUpdate() const {
         char product[17] = {};
         if (VqCtrlGetSerialProduct(index, serial, product) < 0)
             continue;
-        Monitor monitor;
-        VqCtrlGetHIDHandle(serial, product, &monitor.hidHandle);
         // The library terminates both texts; the last byte stays NUL whatever it wrote.
         serial[8] = '\0';
         product[16] = '\0';
+        Monitor monitor;
+        VqCtrlGetHIDHandle(serial, product, &monitor.hidHandle);
         monitor.serial = serial;
         monitor.product = product;
         monitors.push_back(std::move(monitor));

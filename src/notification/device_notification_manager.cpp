@@ -8,6 +8,8 @@
 #include "device/sensor_manager.h"
 #include "loader/loaders.h"
 
+#include <vector>
+
 namespace kavri::notification {
 
 namespace {
@@ -113,16 +115,23 @@ void DeviceNotificationManager::registerNotification() {
     std::lock_guard<std::mutex> const held(control_);
     {
         std::lock_guard<std::mutex> const woken(wakeMutex_);
+        // TearDown is under way: the host is going, nothing starts again until it is done.
+        if (stopRequests_ > 0)
+            return;
         stopping_ = false;
     }
     if (libusb_.has_capability(LIBUSB_CAP_HAS_HOTPLUG) == 0 || context_ != nullptr ||
         handle_ != 0 || libusb_.init(&context_) != 0 || context_ == nullptr)
         return;
+    // libusb reports the devices already attached from inside the registration, on this thread:
+    // those reports are kept for the watcher, which handles every report.
+    registering_.store(true);
     libusb_.hotplug_register(context_, LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED |
                                            LIBUSB_HOTPLUG_EVENT_DEVICE_LEFT,
                              LIBUSB_HOTPLUG_ENUMERATE, LIBUSB_HOTPLUG_MATCH_ANY,
                              LIBUSB_HOTPLUG_MATCH_ANY, LIBUSB_HOTPLUG_MATCH_ANY, HotplugCallback,
                              this, &handle_);
+    registering_.store(false);
     // Cleared here rather than by the watcher, so an unregistration that comes before the thread
     // first runs still ends it.
     completed_.store(0);
@@ -157,6 +166,7 @@ void DeviceNotificationManager::unregisterLocked() {
 void DeviceNotificationManager::stop() {
     {
         std::lock_guard<std::mutex> const woken(wakeMutex_);
+        ++stopRequests_;
         stopping_ = true;
     }
     wake_.notify_all();
@@ -165,6 +175,8 @@ void DeviceNotificationManager::stop() {
         unregisterLocked();
     }
     tasks_.cancelAll();
+    std::lock_guard<std::mutex> const woken(wakeMutex_);
+    --stopRequests_;
 }
 
 bool DeviceNotificationManager::waitUnlessStopping(microseconds duration) {
@@ -173,6 +185,16 @@ bool DeviceNotificationManager::waitUnlessStopping(microseconds duration) {
 }
 
 void DeviceNotificationManager::run() {
+    std::vector<DeviceEvent> enumerated;
+    {
+        std::lock_guard<std::mutex> const held(enumeratedMutex_);
+        enumerated.swap(enumerated_);
+    }
+    for (DeviceEvent const& event : enumerated) {
+        if (completed_.load() != 0)
+            return;
+        handle(event);
+    }
     while (completed_.load() == 0) {
         timeval noWait{0, 0};
         // libusb reads the flag without our synchronisation: it gets a copy of its own.
@@ -215,7 +237,15 @@ void DeviceNotificationManager::onHotplug(libusb_device* device, libusb_hotplug_
     libusb_.get_device_descriptor(device, &descriptor);
     happening.vendorId = descriptor.idVendor;
     happening.productId = descriptor.idProduct;
+    if (registering_.load()) {
+        std::lock_guard<std::mutex> const held(enumeratedMutex_);
+        enumerated_.push_back(happening);
+        return;
+    }
+    handle(happening);
+}
 
+void DeviceNotificationManager::handle(DeviceEvent const& happening) {
     if (happening.kind == 1 && happening.vendorId == kOvakVendorId &&
         GetOvakDeviceCategory(happening.productId, happening.vendorId) == 1 &&
         waitUnlessStopping(kMonitorSettle)) {
@@ -225,7 +255,11 @@ void DeviceNotificationManager::onHotplug(libusb_device* device, libusb_hotplug_
             // Failures of the update are silent; the event's own task still runs.
         }
     }
-    DispatchDeviceChangeNotification(happening);
+    try {
+        DispatchDeviceChangeNotification(happening);
+    } catch (...) {
+        // No thread for the task: the event is dropped, as every hot-plug failure is silent.
+    }
 }
 
 void RegisterDeviceChangeNotification() {

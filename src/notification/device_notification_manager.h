@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace kavri::notification {
 
@@ -50,17 +51,20 @@ private:
 };
 
 // Registered: a libusb context, a hot-plug callback (every device, those already attached
-// reported at once) and a watcher thread polling the context every 50 ms without blocking. Each
-// event of interest starts one task that waits its settling delay and runs the update; an arriving
-// monitor is also updated after 1 s on the watcher thread itself.
+// reported at once) and a watcher thread polling the context every 50 ms without blocking. Every
+// report is handled on the watcher thread (libusb makes the reports of attached devices inside the
+// registration; they wait for the watcher's start): an arriving monitor is updated after 1 s
+// there, and each event of interest starts one task that waits its settling delay and runs the
+// update.
 //
 // Host safety: the watcher only ever polls a live context (unregistering deregisters the callback,
 // stops and joins the watcher, and only then exits the context), and stop() — TearDown, and the
 // destructor at exit — also cancels tasks still waiting and awaits one that is running, so no
-// thread of the plug-in is left. An unregistration alone (the page's DELETE) cancels no task.
+// thread of the plug-in is left; a registration asked for while it runs does nothing. An
+// unregistration alone (the page's DELETE) cancels no task.
 //
-// Lock order: control_ before libusb's own locks; wake_ is a leaf. Neither is held by the
-// callback, the tasks or the device managers they call.
+// Lock order: control_ before libusb's own locks; wakeMutex_ and enumeratedMutex_ are leaves.
+// control_ is not taken by the callback, the tasks or the device managers they call.
 class DeviceNotificationManager {
 public:
     static DeviceNotificationManager& Instance();
@@ -94,6 +98,8 @@ protected:
 
 private:
     void onHotplug(libusb_device* device, libusb_hotplug_event event);
+    // On the watcher: the 1 s monitor update for an arriving monitor, then the event's task.
+    void handle(DeviceEvent const& happening);
     // Waits up to `duration`; false when stop() interrupted it.
     bool waitUnlessStopping(std::chrono::microseconds duration);
     void unregisterLocked();
@@ -107,7 +113,11 @@ private:
     std::mutex control_; // register, unregister and stop, one at a time
     std::mutex wakeMutex_;
     std::condition_variable wake_;
-    bool stopping_ = false; // guarded by wakeMutex_
+    bool stopping_ = false;  // guarded by wakeMutex_
+    int stopRequests_ = 0;   // stop() calls under way; guarded by wakeMutex_
+    std::atomic<bool> registering_{false};
+    std::mutex enumeratedMutex_; // a leaf
+    std::vector<DeviceEvent> enumerated_; // reports made inside the registration
     DelayedTasks tasks_;
 };
 

@@ -67,17 +67,17 @@ bool DllLibusb::init() {
 }
 
 int DllLibusb::init(libusb_context** context) const {
-    auto function = KAVRI_LOOKUP(*this, libusb_init);
+    auto function = find<decltype(&libusb_init)>("libusb_init");
     return function != nullptr ? function(context) : LIBUSB_ERROR_OTHER;
 }
 
 void DllLibusb::exit(libusb_context* context) const {
-    if (auto function = KAVRI_LOOKUP(*this, libusb_exit))
+    if (auto function = find<decltype(&libusb_exit)>("libusb_exit"))
         function(context);
 }
 
 int DllLibusb::has_capability(std::uint32_t capability) const {
-    auto function = KAVRI_LOOKUP(*this, libusb_has_capability);
+    auto function = find<decltype(&libusb_has_capability)>("libusb_has_capability");
     return function != nullptr ? function(capability) : 0;
 }
 
@@ -85,7 +85,7 @@ int DllLibusb::hotplug_register(libusb_context* context, int events, int flags, 
                                 int productId, int deviceClass,
                                 libusb_hotplug_callback_fn callback, void* userData,
                                 libusb_hotplug_callback_handle* handle) const {
-    auto function = KAVRI_LOOKUP(*this, libusb_hotplug_register_callback);
+    auto function = find<decltype(&libusb_hotplug_register_callback)>("libusb_hotplug_register_callback");
     return function != nullptr ? function(context, events, flags, vendorId, productId,
                                           deviceClass, callback, userData, handle)
                                : LIBUSB_ERROR_OTHER;
@@ -93,19 +93,19 @@ int DllLibusb::hotplug_register(libusb_context* context, int events, int flags, 
 
 void DllLibusb::hotplug_deregister(libusb_context* context,
                                    libusb_hotplug_callback_handle handle) const {
-    if (auto function = KAVRI_LOOKUP(*this, libusb_hotplug_deregister_callback))
+    if (auto function = find<decltype(&libusb_hotplug_deregister_callback)>("libusb_hotplug_deregister_callback"))
         function(context, handle);
 }
 
 int DllLibusb::handle_events_timeout_completed(libusb_context* context, timeval* timeout,
                                                int* completed) const {
-    auto function = KAVRI_LOOKUP(*this, libusb_handle_events_timeout_completed);
+    auto function = find<decltype(&libusb_handle_events_timeout_completed)>("libusb_handle_events_timeout_completed");
     return function != nullptr ? function(context, timeout, completed) : LIBUSB_ERROR_OTHER;
 }
 
 int DllLibusb::get_device_descriptor(libusb_device* device,
                                      libusb_device_descriptor* descriptor) const {
-    auto function = KAVRI_LOOKUP(*this, libusb_get_device_descriptor);
+    auto function = find<decltype(&libusb_get_device_descriptor)>("libusb_get_device_descriptor");
     return function != nullptr ? function(device, descriptor) : LIBUSB_ERROR_OTHER;
 }
 

@@ -15,7 +15,8 @@ namespace kavri {
 // ':'; null = unset) joined with those two names.
 std::vector<std::string> LibusbCandidates(char const* ldLibraryPath);
 
-// Each wrapper looks its function up at the call. A missing function reports failure:
+// Each wrapper looks its function up at the call, in the opened library only. A missing function
+// (or no library) reports failure:
 // has_capability 0; init, hotplug_register, handle_events_timeout_completed and
 // get_device_descriptor LIBUSB_ERROR_OTHER (-99); exit and hotplug_deregister do nothing.
 class DllLibusb final : public DynamicLibrary {
@@ -40,6 +41,14 @@ public:
     int handle_events_timeout_completed(libusb_context* context, timeval* timeout,
                                         int* completed) const;
     int get_device_descriptor(libusb_device* device, libusb_device_descriptor* descriptor) const;
+
+private:
+    // The function in the opened library; null while none is open (never another copy of libusb
+    // that the process may have loaded).
+    template <typename Function>
+    Function find(char const* name) const {
+        return handle() == nullptr ? nullptr : lookup<Function>(name);
+    }
 };
 
 } // namespace kavri

@@ -77,6 +77,23 @@ TEST_F(HotplugLibusb, RegistersOnceAndUnregistersWithDeregisterAndExitLast) {
     EXPECT_EQ(contexts(), 1u);
 }
 
+// libusb reports an attached monitor from inside the registration; the PUT does not wait its
+// settling second: the watcher updates after the answer, then the event's task.
+TEST_F(HotplugLibusb, AMonitorAttachedAtRegistrationIsUpdatedOnTheWatcherAfterTheAnswer) {
+    ASSERT_EQ(SimWorldLoad(deviceWorld(R"("monitors":[{"serial":"M1","product":"OVK-T24"}])").c_str()),
+              nullptr);
+    sim::DeviceStandIn const vqc(sim::vqcPath(), "Vqc");
+    vqc.reset();
+    std::vector<std::string> lines;
+    Answer const on = callLoggingEvents("DeviceNotification", "put", "{}", "{}", "{}", &lines);
+    ASSERT_EQ(on.status, 200) << on;
+    EXPECT_EQ(vqc.callCount("VqCtrlFind"), 1u) << "only the PUT's own search ran inside it";
+    auto const deadline = std::chrono::steady_clock::now() + kDeadline;
+    while (vqc.callCount("VqCtrlFind") < 3 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(milliseconds(10));
+    EXPECT_EQ(vqc.callCount("VqCtrlFind"), 3u) << "the watcher's update, then the task's";
+}
+
 TEST_F(HotplugLibusb, WithoutHotplugCapabilityNothingIsRegisteredYetSupportIsReported) {
     usbControl<decltype(&SimUsbSetHotplugCapability)>("SimUsbSetHotplugCapability")(0);
     EXPECT_EQ(call("DeviceNotification", "get", "{}", R"({"supports":1})"),
