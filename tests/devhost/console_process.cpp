@@ -13,14 +13,6 @@ namespace devhost_test {
 
 namespace {
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> out;
-    for (std::string& text : texts)
-        out.push_back(text.data());
-    out.push_back(nullptr);
-    return out;
-}
-
 template <typename Done>
 bool pollUntil(std::chrono::milliseconds deadline, Done done) {
     auto const end = std::chrono::steady_clock::now() + deadline;
@@ -49,8 +41,8 @@ ConsoleProcess::ConsoleProcess(int port, std::vector<std::string> const& hostOpt
     input.environment = {
         {"TOLMA_SIM_EXPORTS_DIR", ""}, {"TOLMAHOST_PLUGIN", ""}, {"GSETTINGS_BACKEND", "memory"}};
     std::vector<std::string> environment = test::childEnvironment(input);
-    std::vector<char*> argv = pointers(arguments);
-    std::vector<char*> envp = pointers(environment);
+    std::vector<char*> argv = test::argumentPointers(arguments);
+    std::vector<char*> envp = test::argumentPointers(environment);
     if (posix_spawn(&pid_, TOLMAHOST_PATH, &actions, nullptr, argv.data(), envp.data()) != 0)
         pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);

@@ -200,16 +200,6 @@ std::map<std::string, std::function<int()>> const& scenarios() {
 
 // ---- the parent's side -----------------------------------------------------------------------
 
-std::string g_self;
-
-// Runs this program with --scenario=NAME and the same environment; kills it at the deadline.
-test::ProcessRun runScenario(std::string const& name, std::chrono::seconds deadline) {
-    test::ProcessInput input;
-    input.program = g_self;
-    input.arguments = {"--scenario=" + name};
-    input.timeout = std::chrono::duration_cast<std::chrono::milliseconds>(deadline);
-    return test::runProcess(input);
-}
 
 bool sanitizerSpoke(std::string const& err) {
     return err.find("Sanitizer") != std::string::npos || err.find("runtime error") != std::string::npos;
@@ -224,7 +214,7 @@ class UnloadAndExit : public ::testing::TestWithParam<Case> {};
 
 TEST_P(UnloadAndExit, FinishesCleanWithinTheDeadline) {
     Case const c = GetParam();
-    test::ProcessRun const run = runScenario(c.scenario, 60s);
+    test::ProcessRun const run = test::runScenario(c.scenario, 60s);
     EXPECT_FALSE(run.timedOut) << c.scenario << " hung; its stderr:\n" << run.err;
     EXPECT_EQ(run.signal, 0) << run.err;
     EXPECT_EQ(run.exitStatus, 0) << run.err;
@@ -251,9 +241,6 @@ INSTANTIATE_TEST_SUITE_P(
 } // namespace
 
 int main(int argc, char** argv) {
-    char self[4096];
-    ssize_t const n = readlink("/proc/self/exe", self, sizeof self - 1);
-    g_self.assign(self, n > 0 ? static_cast<std::size_t>(n) : 0);
     for (int i = 1; i < argc; ++i) {
         if (std::strncmp(argv[i], "--scenario=", 11) != 0)
             continue;

@@ -33,9 +33,7 @@ std::vector<std::string> childEnvironment(ProcessInput const& input) {
     return out;
 }
 
-namespace {
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
+std::vector<char*> argumentPointers(std::vector<std::string>& texts) {
     std::vector<char*> out;
     for (std::string& text : texts)
         out.push_back(text.data());
@@ -43,7 +41,19 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return out;
 }
 
-} // namespace
+std::string currentExecutable() {
+    char self[4096];
+    ssize_t const n = readlink("/proc/self/exe", self, sizeof self - 1);
+    return std::string(self, n > 0 ? static_cast<std::size_t>(n) : 0);
+}
+
+ProcessRun runScenario(std::string const& name, std::chrono::milliseconds timeout) {
+    ProcessInput input;
+    input.program = currentExecutable();
+    input.arguments = {"--scenario=" + name};
+    input.timeout = timeout;
+    return runProcess(input);
+}
 
 ProcessRun runProcess(ProcessInput const& input) {
     // A child that stops reading its input early must not end this process.
@@ -61,8 +71,8 @@ ProcessRun runProcess(ProcessInput const& input) {
     std::vector<std::string> arguments = {input.program};
     arguments.insert(arguments.end(), input.arguments.begin(), input.arguments.end());
     std::vector<std::string> environment = childEnvironment(input);
-    std::vector<char*> argv = pointers(arguments);
-    std::vector<char*> envp = pointers(environment);
+    std::vector<char*> argv = argumentPointers(arguments);
+    std::vector<char*> envp = argumentPointers(environment);
     pid_t pid = 0;
     int const spawned =
         posix_spawnp(&pid, input.program.c_str(), &actions, nullptr, argv.data(), envp.data());

@@ -33,4 +33,14 @@ std::vector<std::string> childEnvironment(ProcessInput const& input);
 // timeout.
 ProcessRun runProcess(ProcessInput const& input);
 
+// This program's own file (/proc/self/exe).
+std::string currentExecutable();
+
+// Runs this program again with the one argument "--scenario=NAME" and this environment; a program
+// that offers scenarios runs the named one from main() and exits with its verdict.
+ProcessRun runScenario(std::string const& name, std::chrono::milliseconds timeout);
+
+// The argv/envp form of `texts`: pointers into them, then a null pointer.
+std::vector<char*> argumentPointers(std::vector<std::string>& texts);
+
 } // namespace test
