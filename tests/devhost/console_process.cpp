@@ -2,6 +2,7 @@
 #include "console_process.h"
 
 #include "child_process.h"
+#include "wait_until.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -10,21 +11,6 @@
 #include <unistd.h>
 
 namespace devhost_test {
-
-namespace {
-
-template <typename Done>
-bool pollUntil(std::chrono::milliseconds deadline, Done done) {
-    auto const end = std::chrono::steady_clock::now() + deadline;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() >= end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
-}
-
-} // namespace
 
 ConsoleProcess::ConsoleProcess(int port, std::vector<std::string> const& hostOptions) {
     int pipeEnds[2];
@@ -74,19 +60,19 @@ ConsoleProcess::~ConsoleProcess() {
 int ConsoleProcess::waitForPort(std::chrono::milliseconds deadline) {
     std::string const serving = "serving http://127.0.0.1:";
     int port = 0;
-    pollUntil(deadline, [&] {
+    test::waitUntil([&] {
         std::string const text = output();
         std::size_t const at = text.find(serving);
         std::size_t const end = at == std::string::npos ? at : text.find('/', at + serving.size());
         if (end != std::string::npos)
             port = std::stoi(text.substr(at + serving.size(), end - at - serving.size()));
         return port != 0 || waitForExit(std::chrono::milliseconds(0)) != -2;
-    });
+    }, deadline);
     return port;
 }
 
 bool ConsoleProcess::waitForOutput(std::string const& text, std::chrono::milliseconds deadline) {
-    return pollUntil(deadline, [&] { return output().find(text) != std::string::npos; });
+    return test::waitUntil([&] { return output().find(text) != std::string::npos; }, deadline);
 }
 
 std::string ConsoleProcess::output() {
@@ -102,7 +88,7 @@ void ConsoleProcess::signal(int number) {
 int ConsoleProcess::waitForExit(std::chrono::milliseconds deadline) {
     if (pid_ <= 0)
         return -1;
-    pollUntil(deadline, [&] {
+    test::waitUntil([&] {
         if (!exited_) {
             int status = 0;
             if (waitpid(pid_, &status, WNOHANG) == pid_) {
@@ -111,7 +97,7 @@ int ConsoleProcess::waitForExit(std::chrono::milliseconds deadline) {
             }
         }
         return exited_;
-    });
+    }, deadline);
     // Everything it wrote is read once the pipe ends.
     if (exited_ && reader_.joinable())
         reader_.join();

@@ -5,11 +5,11 @@
 #include "sim/devices/devices_testing.h"
 #include "sim/records.h"
 #include "sim/sim_control.h"
+#include "wait_until.h"
 
 #include <chrono>
 #include <cstddef>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -51,16 +51,16 @@ inline std::vector<std::string> forgottenSensors(sim::DeviceStandIn const& pelto
 // The recorded events named `name` from index `from` on, waiting up to `limit` for the first.
 inline std::vector<sim::Event> waitForEvents(std::string const& name, std::size_t from,
                                              std::chrono::milliseconds limit) {
-    auto const deadline = std::chrono::steady_clock::now() + limit;
-    for (;;) {
-        std::vector<sim::Event> named;
-        for (sim::Event const& event : sim::host::events(from))
-            if (event.name == name)
-                named.push_back(event);
-        if (!named.empty() || std::chrono::steady_clock::now() > deadline)
-            return named;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    std::vector<sim::Event> named;
+    test::waitUntil(
+        [&] {
+            for (sim::Event const& event : sim::host::events(from))
+                if (event.name == name)
+                    named.push_back(event);
+            return !named.empty();
+        },
+        limit);
+    return named;
 }
 
 // Every device stand-in the plug-in reached saw no contract violation (each is reported).
@@ -92,13 +92,7 @@ inline bool waitForUsbDelivery(std::chrono::milliseconds limit) {
     auto pending = usbControl<decltype(&SimUsbPendingEventCount)>("SimUsbPendingEventCount");
     if (pending == nullptr)
         return false;
-    auto const deadline = std::chrono::steady_clock::now() + limit;
-    while (pending() != 0) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
+    return test::waitUntil([&] { return pending() == 0; }, limit, std::chrono::milliseconds(5));
 }
 
 } // namespace devicetest

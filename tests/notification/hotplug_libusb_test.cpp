@@ -88,9 +88,7 @@ TEST_F(HotplugLibusb, AMonitorAttachedAtRegistrationIsUpdatedOnTheWatcherAfterTh
     Answer const on = callLoggingEvents("DeviceNotification", "put", "{}", "{}", "{}", &lines);
     ASSERT_EQ(on.status, 200) << on;
     EXPECT_EQ(vqc.callCount("VqCtrlFind"), 1u) << "only the PUT's own search ran inside it";
-    auto const deadline = std::chrono::steady_clock::now() + kDeadline;
-    while (vqc.callCount("VqCtrlFind") < 3 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(milliseconds(10));
+    test::waitUntil([&] { return vqc.callCount("VqCtrlFind") >= 3; }, kDeadline);
     EXPECT_EQ(vqc.callCount("VqCtrlFind"), 3u) << "the watcher's update, then the task's";
 }
 

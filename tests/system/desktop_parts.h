@@ -4,6 +4,7 @@
 #pragma once
 
 #include "child_process.h"
+#include "wait_until.h"
 
 #include <chrono>
 #include <optional>
@@ -88,16 +89,5 @@ private:
 
 // Runs gdbus with `arguments` on the bus at `address` (and no display to autolaunch one from).
 test::ProcessRun gdbus(std::string const& address, std::vector<std::string> const& arguments);
-
-// Calls `check` until it is true or `timeout` passes; whether it became true.
-template <typename Check>
-bool waitUntil(Check check, std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
-    auto const deadline = std::chrono::steady_clock::now() + timeout;
-    while (!check()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-    }
-    return true;
-}
 
 } // namespace desktop

@@ -203,13 +203,13 @@ protected:
                                     kPresencePath, "org.gnome.SessionManager.Presence"},
                                    "",
                                    {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
-        bool const owned = desktop::waitUntil([this] {
+        bool const owned = test::waitUntil([this] {
             return desktop::gdbus(bus_.address(),
                                   {"call", "-e", "-d", "org.freedesktop.DBus", "-o",
                                    "/org/freedesktop/DBus", "-m",
                                    "org.freedesktop.DBus.NameHasOwner", "org.gnome.SessionManager"})
                        .out == "(true,)\n";
-        });
+        }, std::chrono::seconds(10));
         EXPECT_TRUE(owned) << "the mock session manager did not appear";
         // The query names the object path where the interface belongs, so the property is kept
         // under that literal name.

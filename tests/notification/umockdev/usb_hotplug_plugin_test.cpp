@@ -5,6 +5,7 @@
 // USB device of the same kind, then waits for the event the page would get.
 #include "platform/dispctl.h"
 #include "platform/vqc.h"
+#include "device_worlds.h"
 #include "plugin_test.h"
 #include "sim/devices/devices_testing.h"
 #include "sim/sim_control.h"
@@ -136,22 +137,6 @@ std::string worldOf(std::vector<Kind> const& items) {
 
 // ---- waiting and reading back ------------------------------------------------------------------
 
-// The recorded events named `name` from index `from` on, once there is one; none after the
-// deadline.
-std::vector<sim::Event> waitForEvents(std::string const& name, std::size_t from,
-                                      Clock::duration limit) {
-    auto const end = Clock::now() + limit;
-    for (;;) {
-        std::vector<sim::Event> named;
-        for (sim::Event const& event : sim::host::events(from))
-            if (event.name == name)
-                named.push_back(event);
-        if (!named.empty() || Clock::now() > end)
-            return named;
-        std::this_thread::sleep_for(10ms);
-    }
-}
-
 std::string eventLine(Kind const& kind, char const* change) {
     return std::string("3 event:") + kind.event + "\tmsg:" + change + " " + kind.logName;
 }
@@ -229,7 +214,7 @@ TEST_P(UsbHotplugThroughThePlugin, PluggingInAndOutReachesThePageAsAnEvent) {
     std::uint64_t const searches = standIn ? standIn->callCount(kind.search) : 0;
     auto const device = testbed().add(kind.vendorId, kind.productId);
     auto const plugged = Clock::now();
-    std::vector<sim::Event> const arrived = waitForEvents(kind.event, before, kDeadline);
+    std::vector<sim::Event> const arrived = devicetest::waitForEvents(kind.event, before, kDeadline);
     ASSERT_EQ(arrived.size(), 1u) << "no " << kind.event << " within the deadline";
     EXPECT_EQ(arrived[0].json, kind.added);
     EXPECT_EQ(logLinesFrom(linesBefore), std::vector<std::string>{eventLine(kind, "Add")});
@@ -239,9 +224,7 @@ TEST_P(UsbHotplugThroughThePlugin, PluggingInAndOutReachesThePageAsAnEvent) {
     // task. Were the second still due, it would find the unplugging by itself, without the
     // callback; so it goes first (waited for at most 3 s).
     if (standIn && standIn->loaded()) {
-        auto const end = Clock::now() + 3s;
-        while (standIn->callCount(kind.search) < searches + 2 && Clock::now() < end)
-            std::this_thread::sleep_for(10ms);
+        test::waitUntil([&] { return standIn->callCount(kind.search) >= searches + 2; }, 3s);
     }
 
     // Unplugged.
@@ -250,7 +233,7 @@ TEST_P(UsbHotplugThroughThePlugin, PluggingInAndOutReachesThePageAsAnEvent) {
     ASSERT_EQ(SimWorldSetAttached(kind.collection, kind.id, 0), nullptr);
     testbed().remove(device);
     auto const unplugged = Clock::now();
-    std::vector<sim::Event> const left = waitForEvents(kind.event, between, kDeadline);
+    std::vector<sim::Event> const left = devicetest::waitForEvents(kind.event, between, kDeadline);
     ASSERT_EQ(left.size(), 1u) << "no " << kind.event << " within the deadline";
     EXPECT_EQ(left[0].json, kind.removed);
     EXPECT_EQ(logLinesFrom(linesBetween), std::vector<std::string>{eventLine(kind, "Remove")});
@@ -387,9 +370,8 @@ TEST_P(PresentAtRegistration, ADevicePluggedInBeforeThePutIsUpdatedAfterIt) {
     // The device's own update, started by the enumeration, looks again after the answer.
     if (*row.search != '\0') {
         std::size_t const which = searchNamed(row.search);
-        auto const end = Clock::now() + kDeadline;
-        while (standIns[which]->callCount(row.search) == counts[which] && Clock::now() < end)
-            std::this_thread::sleep_for(10ms);
+        test::waitUntil([&] { return standIns[which]->callCount(row.search) != counts[which]; },
+                        kDeadline);
         EXPECT_GT(standIns[which]->callCount(row.search), counts[which])
             << "no " << row.search << " after the answer within the deadline";
         std::printf("%s searched again %lld ms after the answer\n", row.what,
@@ -503,7 +485,7 @@ protected:
                             char const* payload) {
         std::size_t const before = sim::host::events().size();
         change();
-        std::vector<sim::Event> const events = waitForEvents(kind.event, before, kDeadline);
+        std::vector<sim::Event> const events = devicetest::waitForEvents(kind.event, before, kDeadline);
         ASSERT_EQ(events.size(), 1u) << "no " << kind.event << " within the deadline";
         EXPECT_EQ(events[0].json, payload);
     }
@@ -522,9 +504,7 @@ TEST_F(TearDownWhileDevicesChange, TearDownReturnsAndNoEventFollowsThenThePutReg
         if (std::string(kind.what) != monitor.what)
             churned.push_back(kind);
     Churn churn(churned);
-    auto const end = Clock::now() + kDeadline;
-    while (sim::host::events().size() < 3 && Clock::now() < end)
-        std::this_thread::sleep_for(10ms);
+    test::waitUntil([] { return sim::host::events().size() >= 3; }, kDeadline);
     ASSERT_GE(sim::host::events().size(), 3u) << "no events while devices came and went";
     // And a monitor arrives, whose settling the watcher waits for on its own thread: a few polls
     // later TearDown comes.
