@@ -37,9 +37,28 @@ Method selectMethod(Value const& options) {
     return Method::Get;
 }
 
+// How many times `c` occurs in `text`, counting no further than `cap`. memchr skips the long runs
+// between brackets, so a body of numbers or text costs a few vector scans, not a loop per byte.
+std::size_t countUpTo(char const* text, std::size_t size, char c, std::size_t cap) {
+    std::size_t found = 0;
+    char const* const end = text + size;
+    for (char const* p = text; found < cap && p != end; ++found) {
+        p = static_cast<char const*>(std::memchr(p, c, static_cast<std::size_t>(end - p)));
+        if (p == nullptr)
+            break;
+        ++p;
+    }
+    return found;
+}
+
 // Whether the arrays and objects of `text` open deeper than `limit`. Brackets inside strings do
 // not count; text after the value the parser would stop at does, which only ever refuses more.
+// Nesting deeper than `limit` takes more than `limit` opening brackets, so texts with fewer are
+// answered by counting them; only the others are walked byte by byte.
 bool nestsDeeperThan(char const* text, std::size_t size, std::size_t limit) {
+    std::size_t const arrays = countUpTo(text, size, '[', limit + 1);
+    if (arrays + countUpTo(text, size, '{', limit + 1 - arrays) <= limit)
+        return false;
     std::size_t depth = 0;
     bool inString = false;
     for (std::size_t i = 0; i < size; ++i) {

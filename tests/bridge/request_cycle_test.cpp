@@ -421,6 +421,38 @@ TEST(RequestMethod, ArgumentRefusalComesBeforeTheMethodRefusal) {
                       R"("name":"BadRequestError"},"value":null})");
 }
 
+// Arrays and objects count together towards the depth; brackets that open and close again, or
+// stand inside a string, do not add to it however many there are.
+TEST(RequestMethod, DepthLimitCountsOpenArraysAndObjectsTogether) {
+    auto repeat = [](std::string const& unit, std::size_t times) {
+        std::string text;
+        for (std::size_t i = 0; i < times; ++i)
+            text += unit;
+        return text;
+    };
+    std::size_t const half = kMaxArgumentDepth / 2;
+    struct Case {
+        char const* what;
+        std::string text;
+        bool refused;
+    } const cases[] = {
+        {"arrays and objects at the limit", repeat("[{", half), false},
+        {"arrays and objects one past it", repeat("[{", half) + "[", true},
+        {"objects one past it", repeat("{", kMaxArgumentDepth + 1), true},
+        {"objects after arrays, one past it", repeat("[", half) + repeat("{", half + 1), true},
+        {"many closed arrays", repeat("[]", 3 * kMaxArgumentDepth), false},
+        {"many closed objects after deep arrays",
+         repeat("[", kMaxArgumentDepth) + repeat("{}", kMaxArgumentDepth), false},
+        {"brackets in a string", "[\"" + repeat("[{", kMaxArgumentDepth) + "\"]", false},
+        {"an escaped quote keeps the string open",
+         "[\"\\\"" + repeat("[", kMaxArgumentDepth + 1) + "\"]", false},
+    };
+    for (Case const& c : cases) {
+        Response r = call(Serve<PutOnlyResource>, R"({"method":"get"})", c.text.c_str());
+        EXPECT_EQ(r.statusCode, c.refused ? 400 : 405) << c.what;
+    }
+}
+
 TEST(RequestMethod, MethodNotAllowedNamesEachMethod) {
     struct Case {
         unsigned method;
