@@ -5,6 +5,7 @@
 #include "platform/ostrana2.h"
 
 #include <cinttypes>
+#include <charconv>
 #include <cstdio>
 
 namespace kavri {
@@ -67,10 +68,10 @@ std::string LoggerBase::resultLine(std::string const& method, std::string const&
     line.reserve(64 + method.size() + uri.size() + result.error.name.size() +
                  result.error.message.size());
     char status[16];
-    int const statusLength =
-        std::snprintf(status, sizeof status, "%d", static_cast<int>(result.statusCode));
+    char* const statusEnd =
+        std::to_chars(status, status + sizeof status, static_cast<int>(result.statusCode)).ptr;
     line += "statusCode:";
-    line.append(status, static_cast<std::size_t>(statusLength));
+    line.append(status, static_cast<std::size_t>(statusEnd - status));
     line += "\tmethod:";
     line += method;
     line += "\turi:";
