@@ -765,6 +765,7 @@ int main(int argc, char** argv) {
     int rounds = 7;
     int repeatRow = -1;
     int repeatCalls = 0;
+    bool list = false;
     for (int i = 1; i < argc; ++i) {
         if (!std::strcmp(argv[i], "--plugin") && i + 1 < argc)
             pluginPath = argv[++i];
@@ -775,15 +776,24 @@ int main(int argc, char** argv) {
         else if (!std::strcmp(argv[i], "--repeat") && i + 2 < argc) {
             repeatRow = std::atoi(argv[++i]);
             repeatCalls = std::max(0, std::atoi(argv[++i]));
+        } else if (!std::strcmp(argv[i], "--list")) {
+            list = true;
         } else {
             std::fprintf(stderr,
                          "usage: %s [--plugin PATH] [--baseline PATH] [--rounds N]\n"
-                         "       %s [--plugin PATH] --repeat ROW CALLS\n",
-                         argv[0], argv[0]);
+                         "       %s [--plugin PATH] --repeat ROW CALLS\n"
+                         "       %s --list\n",
+                         argv[0], argv[0], argv[0]);
             return 2;
         }
     }
     std::vector<Row> const table = rows();
+    if (list) {
+        // One line per row: its number for --repeat, the exported function it calls, its name.
+        for (std::size_t i = 0; i < table.size(); ++i)
+            std::printf("%zu\t%s\t%s\n", i, table[i].resource, table[i].name.c_str());
+        return 0;
+    }
     if (repeatRow >= 0)
         return repeat(pluginPath, table.at(static_cast<std::size_t>(repeatRow)), repeatCalls);
     std::vector<std::vector<RowSample>> current, before;
