@@ -4,11 +4,13 @@
 kPow10: for each q in [-300, 345], 10^q truncated to a 128-bit significand P (top bit set) and a
 binary exponent E with P * 2^E <= 10^q < (P + 1) * 2^E.
 
-kPow10Ceil: for each j in [-323, 308], the smallest double not below 10^j, so that for a double
-a, a >= kPow10Ceil[j] exactly when a >= 10^j. These are the decimal exponents j = k + 1 where k
+kPow10CeilBits: for each j in [-323, 308], the bits of the smallest double not below 10^j, so
+that for a positive double a, bits(a) >= kPow10CeilBits[j] exactly when a >= 10^j (the bits of
+positive doubles are ordered as their values). These are the decimal exponents j = k + 1 where k
 is floor(log2(a) * log10(2)) over all positive finite doubles."""
 import math
 import pathlib
+import struct
 from fractions import Fraction
 
 LOW, HIGH = -300, 345
@@ -40,7 +42,8 @@ for j in range(CEIL_LOW, CEIL_HIGH + 1):
     if Fraction(c) < exact:
         c = math.nextafter(c, math.inf)
     assert Fraction(c) >= exact and Fraction(math.nextafter(c, 0.0)) < exact
-    ceil_rows.append("    %s, // 1e%d" % (c.hex(), j))
+    bits = struct.unpack("<Q", struct.pack("<d", c))[0]
+    ceil_rows.append("    0x%016xULL, // 1e%d: %s" % (bits, j, c.hex()))
 
 out = pathlib.Path(__file__).resolve().parent.parent / "src" / "json" / "pow10_table.inc"
 out.write_text(
@@ -50,8 +53,8 @@ out.write_text(
     "inline constexpr int kPow10Min = %d;\n"
     "inline constexpr int kPow10Max = %d;\n"
     "inline constexpr Pow10 kPow10[] = {\n%s\n};\n"
-    "// kPow10Ceil: the smallest double a with a >= 10^j.\n"
+    "// kPow10CeilBits: the bits of the smallest double a with a >= 10^j.\n"
     "inline constexpr int kPow10CeilMin = %d;\n"
     "inline constexpr int kPow10CeilMax = %d;\n"
-    "inline constexpr double kPow10Ceil[] = {\n%s\n};\n"
+    "inline constexpr std::uint64_t kPow10CeilBits[] = {\n%s\n};\n"
     % (LOW, HIGH, "\n".join(rows), CEIL_LOW, CEIL_HIGH, "\n".join(ceil_rows)))

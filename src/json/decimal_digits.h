@@ -91,21 +91,20 @@ __attribute__((always_inline)) inline bool seventeenDigits(std::uint64_t bits, s
         m <<= z;
         e = -1074 - z;
     }
-    double a;
-    std::uint64_t const magnitude = bits & ~(1ULL << 63);
-    std::memcpy(&a, &magnitude, sizeof a);
+    std::uint64_t const magnitude = bits & ~(1ULL << 63); // ordered as the values of a
     int const k = ((e + 52) * 78913) >> 18; // floor(log2(a) * log10(2)), exact in range
-    x = k + (a >= kPow10Ceil[k + 1 - kPow10CeilMin] ? 1 : 0);
+    x = k + (magnitude >= kPow10CeilBits[k + 1 - kPow10CeilMin] ? 1 : 0);
     Pow10 const& p = kPow10[16 - x - kPow10Min];
     // a * 10^q = m * 2^e * P * 2^E (up to P's truncation) = (m << s) * P / 2^128, s in [1, 5].
     int const s = e + p.exponent + 128;
     std::uint64_t const aligned = m << s;
     u128 const lowProduct = static_cast<u128>(aligned) * p.low;
     u128 const highProduct = static_cast<u128>(aligned) * p.high;
-    u128 const middle = (lowProduct >> 64) + static_cast<std::uint64_t>(highProduct);
+    // The middle word with its carry, in 64-bit halves (a 128-bit sum makes GCC spill).
+    auto const lowCarry = static_cast<std::uint64_t>(lowProduct >> 64);
+    std::uint64_t const fraction = lowCarry + static_cast<std::uint64_t>(highProduct);
     std::uint64_t const integer =
-        static_cast<std::uint64_t>(highProduct >> 64) + static_cast<std::uint64_t>(middle >> 64);
-    std::uint64_t const fraction = static_cast<std::uint64_t>(middle);
+        static_cast<std::uint64_t>(highProduct >> 64) + (fraction < lowCarry ? 1 : 0);
     constexpr std::uint64_t kHalf = 1ULL << 63;
     if (fraction - (kHalf - 2) < 4)
         return false;

@@ -462,12 +462,16 @@ private:
     // Writes the text of `d` at `o`, which has kMemberSlack bytes of room; a NaN or an infinity
     // writes nothing, sets the error text and returns false.
     __attribute__((always_inline)) bool writeDouble(char*& o, double d) {
-        if (!std::isfinite(d)) {
-            if (error_)
-                *error_ = kNanOrInf;
-            return false;
-        }
-        if (d == 0.0) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &d, sizeof bits);
+        // One test for both rare cases: with the sign shifted out, zero wraps around to the top
+        // and an all-ones exponent (NaN or infinity) is at the top already.
+        if (__builtin_expect((bits << 1) - 1 >= (0x7FFULL << 53) - 1, 0)) {
+            if (!std::isfinite(d)) {
+                if (error_)
+                    *error_ = kNanOrInf;
+                return false;
+            }
             std::memcpy(o, "0.0", 3);
             o += 3;
             return true;
