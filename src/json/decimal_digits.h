@@ -141,20 +141,27 @@ inline SixteenDigits splitDigits(std::uint32_t high,
     __m128i const lower4 = _mm_sub_epi32(x8, _mm_mul_epu32(upper4, _mm_set1_epi32(10000)));
     __m128i const x4 = _mm_or_si128(upper4, _mm_slli_epi64(lower4, 32));
     __m128i const upper2 = _mm_srli_epi16(_mm_mulhi_epu16(x4, _mm_set1_epi16(5243)), 3);
-    __m128i const lower2 = _mm_sub_epi16(x4, _mm_mullo_epi16(upper2, _mm_set1_epi16(100)));
-    __m128i const x2 = _mm_or_si128(upper2, _mm_slli_epi32(lower2, 16));
+    // The remainders come from one multiply each: in 32-bit lanes upper2 | (x4 - 100 upper2) << 16
+    // is x4 << 16 plus upper2 copied to both halves times {1, -100}; in 16-bit lanes
+    // tens | (x2 - 10 tens) << 8 is x2 << 8 minus tens times 2559. The second factor is hidden
+    // from the compiler, which would otherwise spell the multiply as a chain of shifts and adds.
+    __m128i const upperBoth = _mm_or_si128(upper2, _mm_slli_epi32(upper2, 16));
+    __m128i const x2 = _mm_add_epi16(_mm_slli_epi32(x4, 16),
+                                     _mm_mullo_epi16(upperBoth, _mm_set1_epi32(static_cast<int>(0xFF9C0001u))));
     __m128i const tens = _mm_mulhi_epu16(x2, _mm_set1_epi16(6554));
-    __m128i const ones = _mm_sub_epi16(x2, _mm_mullo_epi16(tens, _mm_set1_epi16(10)));
-    return SixteenDigits{_mm_or_si128(tens, _mm_slli_epi16(ones, 8))};
+    __m128i factor = _mm_set1_epi16(2559);
+    __asm__("" : "+x"(factor));
+    return SixteenDigits{_mm_sub_epi16(_mm_slli_epi16(x2, 8), _mm_mullo_epi16(tens, factor))};
 }
 
 // Digits left once the trailing zeros go (0 to 16).
 inline int significantDigits(SixteenDigits const& d) {
     auto const zeros = static_cast<unsigned>(
         _mm_movemask_epi8(_mm_cmpeq_epi8(d.values, _mm_setzero_si128())));
-    // Bit i + 1 of `nonzero` is set for each nonzero digit i; bit 0 keeps clz defined.
-    unsigned const nonzero = (~zeros & 0xFFFFu) << 1 | 1u;
-    return 31 - __builtin_clz(nonzero);
+    // Bit i + 1 of `nonzero` is set for each nonzero digit i; bit 0 keeps clz defined. The
+    // index of its highest set bit (clz ^ 31, one instruction) is the count.
+    unsigned const nonzero = (zeros ^ 0xFFFFu) << 1 | 1u;
+    return __builtin_clz(nonzero) ^ 31;
 }
 
 inline void storeText(SixteenDigits const& d, char* out) {
