@@ -130,8 +130,7 @@ struct SixteenDigits {
 // Both numbers are split at once, in the lanes of a vector: into four numbers of four digits
 // (x / 10^4 as x * 0xd1b71759 / 2^45, exact below 10^8), eight of two (x / 100 as x * 5243 /
 // 2^19, exact below 10^4) and sixteen of one (x / 10 as x * 6554 / 2^16, exact below 100).
-inline SixteenDigits splitDigits(std::uint32_t high,
-                                                                std::uint32_t low) {
+inline SixteenDigits splitDigits(std::uint32_t high, std::uint32_t low) {
     // Lanes of 32 bits: high, 0, low, 0 (both numbers are below 2^27).
     __m128i const x8 = _mm_unpacklo_epi32(
         _mm_cvtsi64_si128(static_cast<long long>(high | static_cast<std::uint64_t>(low) << 32)),
@@ -146,8 +145,9 @@ inline SixteenDigits splitDigits(std::uint32_t high,
     // tens | (x2 - 10 tens) << 8 is x2 << 8 minus tens times 2559. The second factor is hidden
     // from the compiler, which would otherwise spell the multiply as a chain of shifts and adds.
     __m128i const upperBoth = _mm_or_si128(upper2, _mm_slli_epi32(upper2, 16));
-    __m128i const x2 = _mm_add_epi16(_mm_slli_epi32(x4, 16),
-                                     _mm_mullo_epi16(upperBoth, _mm_set1_epi32(static_cast<int>(0xFF9C0001u))));
+    __m128i const x2 =
+        _mm_add_epi16(_mm_slli_epi32(x4, 16),
+                      _mm_mullo_epi16(upperBoth, _mm_set1_epi32(static_cast<int>(0xFF9C0001u))));
     __m128i const tens = _mm_mulhi_epu16(x2, _mm_set1_epi16(6554));
     __m128i factor = _mm_set1_epi16(2559);
     __asm__("" : "+x"(factor));
@@ -156,8 +156,8 @@ inline SixteenDigits splitDigits(std::uint32_t high,
 
 // Digits left once the trailing zeros go (0 to 16).
 inline int significantDigits(SixteenDigits const& d) {
-    auto const zeros = static_cast<unsigned>(
-        _mm_movemask_epi8(_mm_cmpeq_epi8(d.values, _mm_setzero_si128())));
+    auto const zeros =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(d.values, _mm_setzero_si128())));
     // Bit i + 1 of `nonzero` is set for each nonzero digit i; bit 0 keeps clz defined. The
     // index of its highest set bit (clz ^ 31, one instruction) is the count.
     unsigned const nonzero = (zeros ^ 0xFFFFu) << 1 | 1u;
@@ -165,8 +165,7 @@ inline int significantDigits(SixteenDigits const& d) {
 }
 
 inline void storeText(SixteenDigits const& d, char* out) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
-                     _mm_add_epi8(d.values, _mm_set1_epi8('0')));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_add_epi8(d.values, _mm_set1_epi8('0')));
 }
 
 // The text of the digits from `skip` (0 to 15) on, in the low bytes of a 16-byte value.
@@ -177,8 +176,7 @@ inline u128 textFrom(SixteenDigits const& d, int skip) {
     return (static_cast<u128>(high) << 64 | low) >> (8 * skip);
 }
 #else
-inline SixteenDigits splitDigits(std::uint32_t high,
-                                                                std::uint32_t low) {
+inline SixteenDigits splitDigits(std::uint32_t high, std::uint32_t low) {
     return SixteenDigits{eightDigitValues(high), eightDigitValues(low)};
 }
 
@@ -206,8 +204,7 @@ inline u128 textFrom(SixteenDigits const& d, int skip) {
 // Writes the "%.17g" text of n * 10^(x - 16) (n of 17 digits) at `out` with trailing zeros of
 // the fraction removed, and returns its length. Whole words are stored, some past the returned
 // length: `out` needs 40 bytes.
-inline std::size_t layoutGeneral(std::uint64_t n, int x,
-                                                                char* out) {
+inline std::size_t layoutGeneral(std::uint64_t n, int x, char* out) {
     std::uint64_t const upper = n / kTen8; // 9 digits
     auto const lead = static_cast<std::uint32_t>(upper / kTen8);
     SixteenDigits const rest = splitDigits(static_cast<std::uint32_t>(upper - lead * kTen8),

@@ -164,8 +164,9 @@ std::vector<ValueGroup> const& writerPathGroups() {
          }},
         {"subnormals: the smallest, the largest, and spread between",
          [](std::vector<double>& v) {
+             std::uint64_t const top = std::uint64_t{1} << 52; // the smallest normal
              for (std::uint64_t m = 1; m < 2000; ++m) {
-                 for (std::uint64_t bits : {m, (std::uint64_t{1} << 52) - m, m * std::uint64_t{2251799813685}}) {
+                 for (std::uint64_t bits : {m, top - m, m * std::uint64_t{2251799813685}}) {
                      double d;
                      std::memcpy(&d, &bits, sizeof d);
                      v.push_back(d);
@@ -203,7 +204,8 @@ std::vector<ValueGroup> const& writerPathGroups() {
          [](std::vector<double>& v) {
              std::mt19937_64 random(20261125);
              for (int i = 0; i < 20000; ++i) {
-                 std::uint64_t const digits = 100000000000000000ULL + random() % 900000000000000000ULL;
+                 std::uint64_t const digits =
+                     100000000000000000ULL + random() % 900000000000000000ULL;
                  std::string const text = std::to_string(digits / 10 * 10 + 5) + "e" +
                                           std::to_string(static_cast<int>(random() % 600) - 300);
                  addNeighbours(v, fromText(text.c_str()), 1);
