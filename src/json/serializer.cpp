@@ -325,6 +325,23 @@ private:
                 }
             } else {
                 while (element != elementEnd) {
+                    if (!kPretty && element->type_ == Type::Double) {
+                        // A run of doubles (gamma ramps, coordinate lists) in a loop of its
+                        // own: no dispatch on the type, the number writer inlined.
+                        do {
+                            o = sink_.room(o, kMemberSlack);
+                            if (!writeDouble(o, element->payload_.number)) {
+                                step = Step::Failed;
+                                break;
+                            }
+                            if (++element == elementEnd)
+                                break;
+                            *o++ = ',';
+                        } while (element->type_ == Type::Double);
+                        if (step == Step::Failed)
+                            break;
+                        continue;
+                    }
                     if (kPretty && !isRoot)
                         o = indent(o, inner);
                     o = sink_.room(o, kMemberSlack);
@@ -399,21 +416,8 @@ private:
         case Type::Integer:
             o = writeInteger(o, v.payload_.integer);
             return Step::Written;
-        case Type::Double: {
-            double const d = v.payload_.number;
-            if (!std::isfinite(d)) {
-                if (error_)
-                    *error_ = kNanOrInf;
-                return Step::Failed;
-            }
-            if (d == 0.0) {
-                std::memcpy(o, "0.0", 3);
-                o += 3;
-            } else {
-                o += Double::formatFinite(d, o);
-            }
-            return Step::Written;
-        }
+        case Type::Double:
+            return writeDouble(o, v.payload_.number) ? Step::Written : Step::Failed;
         case Type::String: {
             std::string const& s =
                 static_cast<Value::Container<std::string> const*>(v.payload_.container)->value;
@@ -453,6 +457,30 @@ private:
         }
         }
         return Step::Written; // a tag outside the seven types writes nothing
+    }
+
+    // Writes the text of `d` at `o`, which has kMemberSlack bytes of room; a NaN or an infinity
+    // writes nothing, sets the error text and returns false.
+    __attribute__((always_inline)) bool writeDouble(char*& o, double d) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &d, sizeof bits);
+        // One test for both rare cases: with the sign shifted out, zero wraps around to the top
+        // and an all-ones exponent (NaN or infinity) is at the top already.
+        if (__builtin_expect((bits << 1) - 1 >= (0x7FFULL << 53) - 1, 0)) {
+            if (!std::isfinite(d)) {
+                if (error_)
+                    *error_ = kNanOrInf;
+                return false;
+            }
+            std::memcpy(o, "0.0", 3);
+            o += 3;
+            return true;
+        }
+        std::size_t length = detail::writeSeventeenDigits(d, o);
+        if (__builtin_expect(length == 0, 0))
+            length = Double::formatFinite(d, o); // a rounding too close to a tie to decide inline
+        o += length;
+        return true;
     }
 
     // The level of a container's members: one deeper, except that a negative level (no

@@ -1,12 +1,17 @@
 // Double: "%.17g" text equal to the C library's, and strtod-compatible reading, in any locale.
 #include "json/number_text.h"
+#include "json/decimal_digits.h"
+#include "json/serializer.h"
 #include "json_test_util.h"
 
+#include <algorithm>
 #include <charconv>
 #include <clocale>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -118,6 +123,214 @@ TEST(DoubleText, ToCharsPrintfAndLibraryAgreeOnEveryValue) {
     EXPECT_EQ(Double(0.0).toString(), "0.0");
     EXPECT_EQ(toCharsText(0.0), "0");
     EXPECT_EQ(printfText(0.0), "0");
+}
+
+// The values nearest to `d` on both sides, `steps` of them each way, and `d` itself.
+void addNeighbours(std::vector<double>& values, double d, int steps) {
+    values.push_back(d);
+    double below = d;
+    double above = d;
+    for (int i = 0; i < steps; ++i) {
+        below = std::nextafter(below, -HUGE_VAL);
+        above = std::nextafter(above, HUGE_VAL);
+        values.push_back(below);
+        values.push_back(above);
+    }
+}
+
+double fromText(char const* text) { return std::strtod(text, nullptr); }
+
+// Groups of values that between them take every path of the writer: each group is compared with
+// printf through both entry points (the number writer and the serializer's runs of doubles), for
+// the values and their negations.
+struct ValueGroup {
+    char const* name;
+    std::function<void(std::vector<double>&)> fill;
+};
+
+std::vector<ValueGroup> const& writerPathGroups() {
+    static std::vector<ValueGroup> const groups = {
+        {"powers of ten, 1e-323 to 1e308, and their neighbours",
+         [](std::vector<double>& v) {
+             for (int j = -323; j <= 308; ++j) {
+                 std::string const text = "1e" + std::to_string(j);
+                 addNeighbours(v, fromText(text.c_str()), 2);
+             }
+         }},
+        {"powers of two over the whole exponent range and their neighbours",
+         [](std::vector<double>& v) {
+             for (int e = -1074; e <= 1023; ++e)
+                 addNeighbours(v, std::ldexp(1.0, e), 1);
+         }},
+        {"subnormals: the smallest, the largest, and spread between",
+         [](std::vector<double>& v) {
+             std::uint64_t const top = std::uint64_t{1} << 52; // the smallest normal
+             for (std::uint64_t m = 1; m < 2000; ++m) {
+                 for (std::uint64_t bits : {m, top - m, m * std::uint64_t{2251799813685}}) {
+                     double d;
+                     std::memcpy(&d, &bits, sizeof d);
+                     v.push_back(d);
+                 }
+             }
+         }},
+        {"the switch between fixed and exponent form at 1e-4 and 1e17",
+         [](std::vector<double>& v) {
+             for (double d : {1e-4, 1e-5, 9.99999999999999912e-5, 1e16, 1e17, 99999999999999984.0,
+                              0.001, 0.01, 0.1, 1.0, 10.0})
+                 addNeighbours(v, d, 40);
+         }},
+        {"the neighbourhood of 2^53 and 2^52",
+         [](std::vector<double>& v) {
+             addNeighbours(v, 9007199254740992.0, 20);
+             addNeighbours(v, 4503599627370496.0, 20);
+         }},
+        {"integers, halves and short decimals (trailing zeros dropped)",
+         [](std::vector<double>& v) {
+             for (int i = 1; i <= 20000; ++i) {
+                 v.push_back(i);
+                 v.push_back(i / 8.0);
+                 v.push_back(i / 1000.0);
+                 v.push_back(i * 1e15);
+             }
+         }},
+        {"digits that round up into the next power of ten",
+         [](std::vector<double>& v) {
+             for (int j = -300; j <= 308; ++j) {
+                 std::string const text = "9.99999999999999999e" + std::to_string(j);
+                 addNeighbours(v, fromText(text.c_str()), 3);
+             }
+         }},
+        {"decimals with a 5 in the 18th digit, near a rounding tie",
+         [](std::vector<double>& v) {
+             std::mt19937_64 random(20261125);
+             for (int i = 0; i < 20000; ++i) {
+                 std::uint64_t const digits =
+                     100000000000000000ULL + random() % 900000000000000000ULL;
+                 std::string const text = std::to_string(digits / 10 * 10 + 5) + "e" +
+                                          std::to_string(static_cast<int>(random() % 600) - 300);
+                 addNeighbours(v, fromText(text.c_str()), 1);
+             }
+         }},
+        {"exact ties m * 2^-n (printf breaks them to even)",
+         [](std::vector<double>& v) {
+             for (int m = 1; m < 256; m += 2)
+                 for (int n = 1; n < 80; ++n)
+                     v.push_back(std::ldexp(m, -n));
+         }},
+    };
+    return groups;
+}
+
+TEST(DoubleText, EveryPathOfTheWriterMatchesPrintf) {
+    for (ValueGroup const& group : writerPathGroups()) {
+        std::vector<double> values;
+        group.fill(values);
+        Value array(Type::Array);
+        std::string expected = "[";
+        for (double d : values) {
+            if (!std::isfinite(d) || d == 0.0) // neighbours of the extremes; zero has its own text
+                continue;
+            for (double signed_ : {d, -d}) {
+                std::string const printed = printfText(signed_);
+                ASSERT_EQ(formatted(signed_), printed)
+                    << group.name << ": " << std::hexfloat << signed_;
+                array.push_back(Value(signed_));
+                expected += printed;
+                expected += ',';
+            }
+        }
+        ASSERT_GT(array.size(), 100u) << group.name;
+        expected.back() = ']';
+        std::string const written = test::compact(array);
+        auto const differ = std::mismatch(written.begin(), written.end(), expected.begin(),
+                                          expected.end());
+        EXPECT_TRUE(differ.first == written.end() && differ.second == expected.end())
+            << group.name << ": serialized array differs at offset "
+            << (differ.first - written.begin()) << ", near \""
+            << written.substr(static_cast<std::size_t>(differ.first - written.begin()), 40)
+            << "\"";
+    }
+}
+
+// True for "1", "100", "0.001", "1e+23" and the like.
+bool isPowerOfTenText(std::string const& text) {
+    std::string digits;
+    for (char c : text.substr(0, text.find('e')))
+        if (c != '.' && c != '-')
+            digits += c;
+    std::size_t const first = digits.find_first_not_of('0');
+    return first != std::string::npos && digits[first] == '1' &&
+           digits.find_first_not_of('0', first + 1) == std::string::npos;
+}
+
+// The writer's own fast path leaves the values within a rounding error of a tie to the C
+// library's algorithm, and carries 99999999999999999.5 up to the next power of ten itself.
+// Both paths must be reached by the groups above, or they would go untested.
+TEST(DoubleText, TiesAndCarriesAreAmongTheCheckedValues) {
+    int leftToLibrary = 0;
+    int carried = 0;
+    for (ValueGroup const& group : writerPathGroups()) {
+        std::vector<double> values;
+        group.fill(values);
+        for (double d : values) {
+            if (!std::isfinite(d) || d == 0.0)
+                continue;
+            char buf[48];
+            std::size_t const length = detail::writeSeventeenDigits(d, buf);
+            if (length == 0) {
+                ++leftToLibrary;
+                continue;
+            }
+            // A carry: the value's first 17 significant digits are all nines, and rounding
+            // makes them a power of ten.
+            char longer[64];
+            std::snprintf(longer, sizeof longer, "%.25e", d);
+            if (std::strncmp(longer, "9.9999999999999999", 18) == 0 &&
+                isPowerOfTenText(std::string(buf, length)))
+                ++carried;
+        }
+    }
+    EXPECT_GT(leftToLibrary, 100);
+    EXPECT_GT(carried, 10);
+}
+
+TEST(DoubleText, TiesBreakToEvenAsPrintfDoes) {
+    struct Case {
+        double value;
+        char const* written;
+    } const cases[] = {
+        {0x1p-25, "2.9802322387695312e-08"},   // ...125: down to the even 2
+        {0x1.8p-24, "8.9406967163085938e-08"}, // ...375: up to the even 8
+        {0x1.4p-22, "2.9802322387695312e-07"},
+        {0x1.58p-17, "1.0251998901367188e-05"},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(formatted(c.value), c.written);
+        EXPECT_EQ(printfText(c.value), c.written);
+        EXPECT_EQ(formatted(-c.value), std::string("-") + c.written);
+    }
+}
+
+// The word-wise digit split the writer uses where no vector unit is available.
+TEST(DigitLanes, EightDigitValuesHoldTheDigitsInWritingOrder) {
+    std::vector<std::uint32_t> values = {0, 1, 9, 10, 99, 100, 9999, 10000, 99999999};
+    for (std::uint32_t p = 1; p < 100000000; p *= 10) {
+        for (std::uint32_t v : {p - 1, p, p + 1, 2 * p - 1, 9 * p, 10 * p - 1})
+            values.push_back(v);
+    }
+    std::mt19937 random(8);
+    for (int i = 0; i < 200000; ++i)
+        values.push_back(static_cast<std::uint32_t>(random() % 100000000));
+    for (std::uint32_t v : values) {
+        if (v >= 100000000)
+            continue;
+        std::uint64_t const word = detail::eightDigitValues(v) + detail::kAsciiZeros;
+        char text[8];
+        std::memcpy(text, &word, 8);
+        char expected[16];
+        std::snprintf(expected, sizeof expected, "%08u", v);
+        ASSERT_EQ(std::string(text, 8), expected) << v;
+    }
 }
 
 TEST(DoubleText, SpecialValuesAndZero) {

@@ -3,7 +3,9 @@
 #include "json_test_util.h"
 
 #include <cmath>
+#include <cstdio>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -117,6 +119,51 @@ TEST(SerializerNumbers, DoublesAsSeventeenDigitsAndZeroAsZeroPointZero) {
         EXPECT_EQ(compact(Value(c.value)), c.written);
 }
 
+// Doubles next to each other in an array are written by a loop of their own; the text must be
+// what each would give alone, whatever stands before, between and after them.
+TEST(SerializerNumbers, RunsOfDoublesInArraysWriteEachAsAlone) {
+    struct Case {
+        char const* name;
+        std::vector<Value> elements;
+    } const cases[] = {
+        {"doubles only", {Value(0.5), Value(-2.25), Value(1e-7), Value(59.94)}},
+        {"a single double", {Value(0.1)}},
+        {"zeros inside a run", {Value(1.5), Value(0.0), Value(-0.0), Value(2.5)}},
+        {"other types between runs",
+         {Value(1.5), Value("s"), Value(2.5), Value(3.5), Value(), Value(7), Value(1e300),
+          Value(true)}},
+        {"containers between runs",
+         {Value(Type::Array), Value(0.25), Value(Type::Object), Value(-0.125), Value(0.0)}},
+        {"a run after a non-double and at the end", {Value(1), Value(1e21), Value(5e-324)}},
+    };
+    for (auto const& c : cases) {
+        Value array(Type::Array);
+        std::string expected = "[";
+        for (Value const& e : c.elements) {
+            array.push_back(e);
+            expected += compact(e) + ",";
+        }
+        expected.back() = ']';
+        EXPECT_EQ(compact(array), expected) << c.name;
+    }
+}
+
+// A gamma ramp: 256 doubles in one array, each with the printf text.
+TEST(SerializerNumbers, LongRunOfDoublesMatchesPrintf) {
+    Value ramp(Type::Array);
+    std::string expected = "[";
+    for (int i = 0; i < 256; ++i) {
+        double const d = std::pow(i / 255.0, 2.2) * (i % 2 == 0 ? 1.0 : -65535.0);
+        ramp.push_back(Value(d));
+        char text[64];
+        std::snprintf(text, sizeof text, "%.17g", d);
+        expected += d == 0.0 ? "0.0" : text;
+        expected += ',';
+    }
+    expected.back() = ']';
+    EXPECT_EQ(compact(ramp), expected);
+}
+
 TEST(SerializerNumbers, IntegersAtEveryDigitCountBoundary) {
     std::vector<std::int64_t> values = {0, std::numeric_limits<std::int64_t>::max(),
                                         std::numeric_limits<std::int64_t>::min()};
@@ -154,6 +201,29 @@ TEST(SerializerFailure, NanOrInfinityStopsWithPartialOutput) {
         EXPECT_EQ(error, "Floating point is nan or inf.");
         EXPECT_EQ(out, "prefix:{\"a\":1,\"b\":");
         EXPECT_FALSE(Serializer::serialize(out, v)); // no error text pointer is fine
+    }
+}
+
+TEST(SerializerFailure, NanOrInfinityInARunOfDoublesStopsAfterTheDoublesBeforeIt) {
+    struct Case {
+        std::vector<double> values;
+        char const* written;
+    } const cases[] = {
+        {{std::nan("")}, "["},
+        {{1.5, 2.5, std::numeric_limits<double>::infinity(), 3.5}, "[1.5,2.5,"},
+        {{0.0, -std::numeric_limits<double>::infinity()}, "[0.0,"},
+        {{0.25, std::nan("")}, "[0.25,"},
+    };
+    for (auto const& c : cases) {
+        Value array(Type::Array);
+        for (double d : c.values)
+            array.push_back(Value(d));
+        array.push_back(Value("after"));
+        std::string out;
+        std::string error;
+        EXPECT_FALSE(Serializer::serialize(out, array, SerializeAttributes(), -1, &error));
+        EXPECT_EQ(error, "Floating point is nan or inf.");
+        EXPECT_EQ(out, c.written);
     }
 }
 
