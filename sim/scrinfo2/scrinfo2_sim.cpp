@@ -16,13 +16,15 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 // The list is a copy of the world's screens taken by MiFindScreens. Handles are tokens, not
 // addresses: a fresh, never reused value per screen (and per EDID) and list, so that a handle from
 // an earlier list is recognised as stale (answered with the "unknown" values and counted) instead
 // of silently naming a screen of the new list. [L] strings live in the list's entries and are
-// freed by the next MiFindScreens or MiReleaseScreens.
+// freed by the next MiFindScreens or MiReleaseScreens. Each list keeps maps from its screen and
+// EDID tokens to entry positions, so that a handle costs the same whatever the number of screens.
 //
 // Locking: one mutex around the list; it is never held while the world is changed (the profile
 // and gamma writers release it first), so a world change that delivers a native event into the
@@ -40,6 +42,8 @@ struct Entry {
 struct State {
     std::mutex mutex;
     std::vector<Entry> list;
+    std::unordered_map<std::uintptr_t, std::size_t> screenAt; // screen token -> list position
+    std::unordered_map<std::uintptr_t, std::size_t> edidAt;   // EDID token -> list position
     std::atomic<std::uint32_t> count{0};
     std::uintptr_t nextToken = 0x5C2E000000010;
     std::size_t staleUses = 0;
@@ -65,10 +69,21 @@ std::uintptr_t newToken(State& s) {
 // Replaces the list (under the state lock) and tells the world which handles are current.
 void setList(State& s, std::vector<Entry> list) {
     std::vector<sim::ScreenHandle> handles;
-    for (Entry const& e : list)
+    std::unordered_map<std::uintptr_t, std::size_t> screenAt;
+    std::unordered_map<std::uintptr_t, std::size_t> edidAt;
+    handles.reserve(list.size());
+    screenAt.reserve(list.size());
+    for (std::size_t i = 0; i != list.size(); ++i) {
+        Entry const& e = list[i];
         handles.push_back(sim::ScreenHandle{reinterpret_cast<void const*>(e.screenToken),
                                             e.screen.id, e.screen.graphicsAdapter});
+        screenAt.emplace(e.screenToken, i);
+        if (e.edidToken != 0)
+            edidAt.emplace(e.edidToken, i);
+    }
     s.list = std::move(list);
+    s.screenAt = std::move(screenAt);
+    s.edidAt = std::move(edidAt);
     s.count.store(static_cast<std::uint32_t>(s.list.size()));
     sim::world().setScreenHandles(std::move(handles));
 }
@@ -81,22 +96,18 @@ void reportStale(State& s, char const* function) {
 
 // The entry of a screen handle, or nullptr (counted as a stale use unless NULL).
 Entry* findScreen(State& s, MiScreen* screen, char const* function) {
-    auto const token = reinterpret_cast<std::uintptr_t>(screen);
-    for (Entry& e : s.list) {
-        if (e.screenToken == token)
-            return &e;
-    }
+    auto const found = s.screenAt.find(reinterpret_cast<std::uintptr_t>(screen));
+    if (found != s.screenAt.end())
+        return &s.list[found->second];
     if (screen != nullptr)
         reportStale(s, function);
     return nullptr;
 }
 
 sim::Edid const* findEdid(State& s, MiEdid* edid, char const* function) {
-    auto const token = reinterpret_cast<std::uintptr_t>(edid);
-    for (Entry const& e : s.list) {
-        if (e.edidToken != 0 && e.edidToken == token)
-            return &*e.screen.edid;
-    }
+    auto const found = s.edidAt.find(reinterpret_cast<std::uintptr_t>(edid));
+    if (found != s.edidAt.end())
+        return &*s.list[found->second].screen.edid;
     if (edid != nullptr)
         reportStale(s, function);
     return nullptr;
@@ -217,7 +228,11 @@ uint32_t MiGetScreenCount(void) {
 }
 
 MiScreen* MiGetScreenAtIndex(uint32_t index) {
-    return nthScreen("MiGetScreenAtIndex", index, [](sim::Screen const&) { return true; });
+    if (fails("MiGetScreenAtIndex"))
+        return nullptr;
+    State& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    return index < s.list.size() ? reinterpret_cast<MiScreen*>(s.list[index].screenToken) : nullptr;
 }
 
 uint32_t MiGetScreenCountForMonitor(const char* product, const char* serial) {

@@ -478,19 +478,24 @@ void World::removeObserver(ObserverId id) {
 }
 
 void World::setScreenHandles(std::vector<ScreenHandle> handles) {
+    std::unordered_map<void const*, std::size_t> at;
+    at.reserve(handles.size());
+    for (std::size_t i = 0; i != handles.size(); ++i)
+        at.emplace(handles[i].handle, i);
     std::lock_guard<std::mutex> lock(handleMutex_);
     screenHandles_ = std::move(handles);
+    screenHandleAt_ = std::move(at);
 }
 
 bool World::findScreenHandle(void const* handle, ScreenHandle& out) const {
+    if (handle == nullptr)
+        return false;
     std::lock_guard<std::mutex> lock(handleMutex_);
-    for (ScreenHandle const& h : screenHandles_) {
-        if (h.handle == handle && handle != nullptr) {
-            out = h;
-            return true;
-        }
-    }
-    return false;
+    auto const found = screenHandleAt_.find(handle);
+    if (found == screenHandleAt_.end())
+        return false;
+    out = screenHandles_[found->second];
+    return true;
 }
 
 void World::failCalls(std::string const& function, std::int32_t count) {

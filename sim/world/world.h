@@ -11,6 +11,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 // Every stand-in links libtolmasim_world.so and reads the one process-wide world through
@@ -454,6 +455,7 @@ private:
     std::vector<Failure> failures_;
     mutable std::mutex handleMutex_;
     std::vector<ScreenHandle> screenHandles_;
+    std::unordered_map<void const*, std::size_t> screenHandleAt_; // position in screenHandles_
     std::atomic<std::size_t> failureCount_{0}; // entries in failures_: the lock-free fast path
 };
 

@@ -94,6 +94,37 @@ TEST_F(Ormic, AScreensAdapterIsTheProcessWideAdapterObject) {
     EXPECT_EQ(OrmGetVGAVRAMSize(adapter), 0U);
 }
 
+TEST_F(Ormic, EachScreenOfALongListHasItsOwnAdapter) {
+    // Screens take the adapters in turn, every third one has none.
+    int const screens = 30;
+    std::string list;
+    for (int i = 0; i < screens; ++i) {
+        list += (i ? "," : "") + std::string(R"({"id":"S)") + std::to_string(i) + R"(")";
+        if (i % 3 != 2)
+            list += R"(,"graphicsAdapter":"g)" + std::to_string(i % 3) + R"(")";
+        list += "}";
+    }
+    std::string const patch = R"({"system":{"graphicsAdapters":[{"id":"g0","name":"Zero"},)"
+                              R"({"id":"g1","name":"One"}]},"screens":[)" +
+                              list + "]}";
+    ASSERT_EQ(SimWorldPatch(patch.c_str()), nullptr);
+    MiFindScreens();
+    ASSERT_EQ(MiGetScreenCount(), static_cast<std::uint32_t>(screens));
+    for (int i = screens - 1; i >= 0; --i) {
+        SCOPED_TRACE("screen " + std::to_string(i));
+        OrmVGA* const adapter =
+            OrmGetVGAOfScreen(MiGetScreenAtIndex(static_cast<std::uint32_t>(i)));
+        if (i % 3 == 2) {
+            EXPECT_EQ(adapter, nullptr);
+            continue;
+        }
+        ASSERT_NE(adapter, nullptr);
+        EXPECT_EQ(adapter, OrmEnumVGA(static_cast<std::uint32_t>(i % 3)));
+        EXPECT_STREQ(OrmGetVGAName(adapter), i % 3 == 0 ? "Zero" : "One");
+    }
+    EXPECT_EQ(OrmGetVGAOfScreen(nullptr), nullptr);
+}
+
 TEST_F(Ormic, FactsAndCallsMadeToFail) {
     OrmMemoryInformation info{1, 2, 3.0};
     SimWorldFailCalls("OrmGetMemoryInformation", 1);

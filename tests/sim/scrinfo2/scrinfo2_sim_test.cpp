@@ -206,6 +206,59 @@ TEST_F(Scrinfo2, ChromaticityAndManufactureYearFollowTheEdid) {
     EXPECT_EQ(year, 7);
 }
 
+// A list long enough that a handle found at the wrong position shows: every third screen has
+// no EDID, so screen and EDID handles do not follow each other at a fixed step.
+std::string longWorld(int screens) {
+    std::string list;
+    for (int i = 0; i < screens; ++i) {
+        std::string const n = std::to_string(i);
+        list += (i ? "," : "") + std::string(R"({"id":"S)") + n + R"(","bounds":{"x":)" +
+                std::to_string(i * 100) + R"(,"y":0,"width":100,"height":50})";
+        if (i % 3 != 2)
+            list += R"(,"edid":{"productName":"P)" + n + R"(","serialNumber":"N)" + n + R"("})";
+        list += "}";
+    }
+    return R"({"screens":[)" + list + "]}";
+}
+
+TEST_F(Scrinfo2, EveryHandleOfALongListNamesItsOwnScreenAndEdid) {
+    int const screens = 40;
+    ASSERT_EQ(SimWorldLoad(longWorld(screens).c_str()), nullptr);
+    MiFindScreens();
+    ASSERT_EQ(MiGetScreenCount(), static_cast<std::uint32_t>(screens));
+    // Backwards, so that an answer that only holds for the first entries fails.
+    for (int i = screens - 1; i >= 0; --i) {
+        SCOPED_TRACE("screen " + std::to_string(i));
+        MiScreen* const screen = MiGetScreenAtIndex(static_cast<std::uint32_t>(i));
+        ASSERT_NE(screen, nullptr);
+        EXPECT_EQ(MiGetScreenBounds(screen).x, i * 100);
+        MiEdid* const edid = MiGetScreenEdid(screen);
+        if (i % 3 == 2) {
+            EXPECT_EQ(edid, nullptr);
+            continue;
+        }
+        ASSERT_NE(edid, nullptr);
+        EXPECT_EQ(std::string(MiGetEdidSerialNumber(edid)), "N" + std::to_string(i));
+        EXPECT_EQ(std::string(MiGetEdidProductName(edid)), "P" + std::to_string(i));
+    }
+    EXPECT_EQ(MiGetScreenAtIndex(static_cast<std::uint32_t>(screens)), nullptr);
+    EXPECT_EQ(SimScrinfoStaleHandleCount(), 0U);
+}
+
+TEST_F(Scrinfo2, AScreenHandleIsNoEdidHandleAndAnEdidHandleIsNoScreenHandle) {
+    MiFindScreens();
+    MiScreen* const screen = MiGetScreenAtIndex(0);
+    MiEdid* const edid = MiGetScreenEdid(screen);
+    ASSERT_NE(edid, nullptr);
+    EXPECT_EQ(std::string(MiGetEdidSerialNumber(reinterpret_cast<MiEdid*>(screen))), "");
+    EXPECT_EQ(MiGetScreenBounds(reinterpret_cast<MiScreen*>(edid)).width, 0);
+    EXPECT_EQ(MiGetScreenEdid(reinterpret_cast<MiScreen*>(edid)), nullptr);
+    EXPECT_EQ(SimScrinfoStaleHandleCount(), 3U);
+    EXPECT_EQ(std::string(MiGetEdidSerialNumber(edid)), "12345678")
+        << "the real handles still work";
+    EXPECT_EQ(MiGetScreenBounds(screen).width, 1920);
+}
+
 TEST(Scrinfo2Files, RunTimeNameIsTheLoadedInstance) {
     std::string const dir = sim::host::standInDirectory();
     void* const runTime = dlopen((dir + "/libscrinfo2_x64.so").c_str(), RTLD_LAZY);
