@@ -49,6 +49,29 @@ inline bool isDigit(char c) {
     return static_cast<unsigned char>(c - '0') < 10;
 }
 
+// Reads p[0..7] as eight decimal digits into `value`; false (value unset) when one is no digit.
+inline bool eightDigits(char const* p, std::uint64_t& value) {
+#if !defined(__BYTE_ORDER__) || __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+    (void)p;
+    (void)value;
+    return false;
+#endif
+    std::uint64_t word;
+    std::memcpy(&word, p, 8);
+    // Each byte is 0x30..0x39 exactly when its high nibble is 3 and adding 6 keeps it so.
+    if (((word & 0xF0F0F0F0F0F0F0F0ULL) |
+         (((word + 0x0606060606060606ULL) & 0xF0F0F0F0F0F0F0F0ULL) >> 4)) != 0x3333333333333333ULL)
+        return false;
+    // Little-endian: the first digit is the lowest byte. Pairs, then quads, then the eight.
+    word -= 0x3030303030303030ULL;
+    word = word * 10 + (word >> 8);
+    word = (((word & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
+            (((word >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
+           32;
+    value = word;
+    return true;
+}
+
 // Space, tab, line feed and carriage return: one compare and one bit test.
 inline bool isBlank(char c) {
     constexpr std::uint64_t kBlanks = (1ULL << ' ') | (1ULL << '\t') | (1ULL << '\n') | (1ULL << '\r');
@@ -275,6 +298,20 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
             return fail(kLeadingZero);
         }
     } else {
+        // Before each of the first eighteen digits the accumulator is below 10^17, so they are
+        // added without the guard; the guard applies from the nineteenth digit on.
+        char const* const unguarded = end - p > 18 ? p + 18 : end;
+        acc = static_cast<unsigned>(*p - '0');
+        ++p;
+        std::uint64_t eight;
+        while (unguarded - p >= 8 && eightDigits(p, eight)) {
+            acc = acc * 100000000 + eight;
+            p += 8;
+        }
+        while (p != unguarded && isDigit(*p)) {
+            acc = acc * 10 + static_cast<unsigned>(*p - '0');
+            ++p;
+        }
         for (; p != end && isDigit(*p); ++p) {
             unsigned digit = static_cast<unsigned>(*p - '0');
             if (overflow)
@@ -341,11 +378,24 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
 bool Parser::parseKeyword(Value* target, AbstractParseHandler* handler, Iterator& it) {
     char const first = *it.current;
     char const* rest = first == 't' ? "rue" : first == 'f' ? "alse" : "ull";
-    char const* message = first == 'n' ? kInvalidNull : kInvalidBoolean;
-    ++it.current;
-    for (; *rest; ++rest, ++it.current) {
-        if (it.current == it.end || *it.current != *rest)
-            return fail(message);
+    std::size_t const restLength = first == 'f' ? 4 : 3;
+    // The whole word at once when the text holds it; byte by byte (stopping at the first
+    // mismatch) otherwise.
+    char const* word = first == 'f' ? it.current + 1 : it.current;
+    std::uint32_t expected;
+    std::memcpy(&expected, first == 't' ? "true" : first == 'f' ? "alse" : "null", 4);
+    std::uint32_t actual = 0;
+    if (static_cast<std::size_t>(it.end - it.current) > restLength)
+        std::memcpy(&actual, word, 4);
+    if (actual == expected) {
+        it.current += restLength + 1;
+    } else {
+        char const* message = first == 'n' ? kInvalidNull : kInvalidBoolean;
+        ++it.current;
+        for (; *rest; ++rest, ++it.current) {
+            if (it.current == it.end || *it.current != *rest)
+                return fail(message);
+        }
     }
     if (first == 'n') {
         if (target) {
@@ -608,8 +658,19 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
                     return false;
                 continue;
             }
-            if (!parseScalar(slot, handler, it))
+            if (kBuild && *it.current == '"') {
+                // A string member or element without escapes, taken straight from the input.
+                char const* begin = it.current + 1;
+                char const* stop = findQuoteOrBackslash(begin, it.end);
+                if (stop != it.end && *stop == '"') {
+                    storeText(*slot, begin, static_cast<std::size_t>(stop - begin));
+                    it.current = stop + 1;
+                } else if (!parseStringValue(slot, handler, it)) {
+                    return false;
+                }
+            } else if (!parseScalar(slot, handler, it)) {
                 return false;
+            }
         }
 
         // A member is complete (or the container is empty / ends after a trailing comma). Close
