@@ -137,6 +137,31 @@ inline char const* findQuoteOrBackslash(char const* p, char const* end) {
     return p;
 }
 
+// A plain integer (an optional '-', then 1 to 18 digits, the first not 0, and no fraction or
+// exponent) at p: its end, or null for anything else, which is left to parse_number.
+inline char const* plainInteger(char const* p, char const* end, std::int64_t& out) {
+    bool const negative = *p == '-';
+    p += negative ? 1 : 0;
+    if (p == end || *p == '0' || !isDigit(*p))
+        return nullptr;
+    char const* const unguarded = end - p > 18 ? p + 18 : end;
+    std::uint64_t acc = static_cast<unsigned>(*p - '0');
+    ++p;
+    std::uint64_t eight;
+    while (unguarded - p >= 8 && eightDigits(p, eight)) {
+        acc = acc * 100000000 + eight;
+        p += 8;
+    }
+    while (p != unguarded && isDigit(*p)) {
+        acc = acc * 10 + static_cast<unsigned>(*p - '0');
+        ++p;
+    }
+    if (p != end && (isDigit(*p) || *p == '.' || *p == 'e' || *p == 'E'))
+        return nullptr;
+    out = static_cast<std::int64_t>(negative ? 0 - acc : acc);
+    return p;
+}
+
 inline void appendUtf8(std::string& out, std::uint32_t cp) {
     char buf[4];
     std::size_t n;
@@ -658,7 +683,10 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
                     return false;
                 continue;
             }
-            if (kBuild && *it.current == '"') {
+            char const first = *it.current;
+            Value::Payload number;
+            char const* numberEnd = nullptr;
+            if (kBuild && first == '"') {
                 // A string member or element without escapes, taken straight from the input.
                 char const* begin = it.current + 1;
                 char const* stop = findQuoteOrBackslash(begin, it.end);
@@ -668,6 +696,11 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
                 } else if (!parseStringValue(slot, handler, it)) {
                     return false;
                 }
+            } else if (kBuild && (first == '-' || isDigit(first)) &&
+                       (numberEnd = plainInteger(it.current, it.end, number.integer)) != nullptr) {
+                // Most numbers are plain integers: read here without the general routine.
+                storeScalar(*slot, Type::Integer, number);
+                it.current = numberEnd;
             } else if (!parseScalar(slot, handler, it)) {
                 return false;
             }

@@ -455,6 +455,46 @@ TEST(ParserNumbers, EveryDigitCountUpToTheGuard) {
     }
 }
 
+TEST(ParserNumbers, EveryDigitCountAsAnElementAndAMember) {
+    // The same numbers inside containers, where most numbers are read, including one whose comma
+    // ends the text of an array left open; one that ends the text itself leaves the array
+    // unfinished.
+    for (std::size_t digits = 1; digits <= 20; ++digits) {
+        std::string number;
+        for (std::size_t i = 0; i < digits; ++i)
+            number += static_cast<char>('1' + (i * 5 + digits) % 9);
+        auto const single = parseExact("-" + number, kParseAllowGarbage);
+        ASSERT_TRUE(single.ok) << number;
+        std::string const written = compact(single.value);
+        struct Case {
+            std::string text;
+            std::string expected;
+        } const cases[] = {
+            {"[-" + number + "]", "[" + written + "]"},
+            {"[-" + number + " ,0]", "[" + written + ",0]"},
+            {"{\"k\":-" + number + "}", "{\"k\":" + written + "}"},
+            {"[-" + number + ",", "[" + written + "]"},
+            {"[-" + number + "e0]", "[" + written + "]"},
+        };
+        for (auto const& c : cases) {
+            auto r = parseExact(c.text);
+            ASSERT_TRUE(r.ok) << c.text << ": " << r.error;
+            EXPECT_EQ(compact(r.value), c.expected) << c.text;
+        }
+        auto fraction = parseExact("[" + number + ".5]");
+        ASSERT_TRUE(fraction.ok) << number;
+        EXPECT_EQ(fraction.value[0ul].type(), Type::Double) << number;
+        auto unfinished = parseExact("[-" + number);
+        EXPECT_EQ(unfinished.error, "Unexpected string exists while parsing array.") << number;
+        auto leadingZero = parseExact("[0" + number + "]");
+        EXPECT_EQ(leadingZero.error, "Unexpected '0' character is found while parsing number.");
+    }
+    // Past eighteen digits the accumulator's guard decides, as for a lone number.
+    auto wrapped = parseExact("[9223372036854775817,92233720368547758090]");
+    ASSERT_TRUE(wrapped.ok) << wrapped.error;
+    EXPECT_EQ(compact(wrapped.value), "[-9223372036854775799,9.2233720368547758e+19]");
+}
+
 TEST(ParserNumbers, NonDigitWithinAnEightByteBlock) {
     // A digit run broken after every length by bytes just outside '0'..'9'.
     char const breakers[] = {'/', ':', ' ', '\x80', '\xB0', 'a'};
