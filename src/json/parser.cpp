@@ -7,6 +7,10 @@
 #include <iterator>
 #include <tuple>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace pocketjson {
 
 namespace {
@@ -45,12 +49,77 @@ inline bool isDigit(char c) {
     return static_cast<unsigned char>(c - '0') < 10;
 }
 
-inline bool isBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+// Reads p[0..7] as eight decimal digits into `value`; false (value unset) when one is no digit.
+inline bool eightDigits(char const* p, std::uint64_t& value) {
+#if !defined(__BYTE_ORDER__) || __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+    (void)p;
+    (void)value;
+    return false;
+#endif
+    std::uint64_t word;
+    std::memcpy(&word, p, 8);
+    // Each byte is 0x30..0x39 exactly when its high nibble is 3 and adding 6 keeps it so.
+    if (((word & 0xF0F0F0F0F0F0F0F0ULL) |
+         (((word + 0x0606060606060606ULL) & 0xF0F0F0F0F0F0F0F0ULL) >> 4)) != 0x3333333333333333ULL)
+        return false;
+    // Little-endian: the first digit is the lowest byte. Pairs, then quads, then the eight.
+    word -= 0x3030303030303030ULL;
+    word = word * 10 + (word >> 8);
+    word = (((word & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
+            (((word >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
+           32;
+    value = word;
+    return true;
 }
 
-// Advances to the first '"' or '\\' at or after p (or to end), eight bytes at a time.
+// Space, tab, line feed and carriage return: one compare and one bit test.
+inline bool isBlank(char c) {
+    constexpr std::uint64_t kBlanks = (1ULL << ' ') | (1ULL << '\t') | (1ULL << '\n') | (1ULL << '\r');
+    auto const u = static_cast<unsigned char>(c);
+    return u <= ' ' && ((kBlanks >> u) & 1) != 0;
+}
+
+// The first non-blank byte at or after p, or end. Most tokens follow no blank or a single one;
+// the indentation runs of pretty-printed text are stepped over sixteen bytes at a time.
+inline char const* skipBlanks(char const* p, char const* end) {
+    if (p == end || !isBlank(*p))
+        return p;
+    ++p;
+    if (p == end || !isBlank(*p))
+        return p;
+#if defined(__SSE2__)
+    while (end - p >= 16) {
+        __m128i const chunk = _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
+        __m128i const spaceOrTab = _mm_or_si128(_mm_cmpeq_epi8(chunk, _mm_set1_epi8(' ')),
+                                                _mm_cmpeq_epi8(chunk, _mm_set1_epi8('\t')));
+        __m128i const lineEnd = _mm_or_si128(_mm_cmpeq_epi8(chunk, _mm_set1_epi8('\n')),
+                                             _mm_cmpeq_epi8(chunk, _mm_set1_epi8('\r')));
+        auto const other =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(spaceOrTab, lineEnd))) ^ 0xFFFFu;
+        if (other != 0)
+            return p + __builtin_ctz(other);
+        p += 16;
+    }
+#endif
+    while (p != end && isBlank(*p))
+        ++p;
+    return p;
+}
+
+// Advances to the first '"' or '\\' at or after p (or to end), sixteen (or eight) bytes at a time.
 inline char const* findQuoteOrBackslash(char const* p, char const* end) {
+#if defined(__SSE2__)
+    __m128i const quote = _mm_set1_epi8('"');
+    __m128i const backslash = _mm_set1_epi8('\\');
+    while (end - p >= 16) {
+        __m128i const chunk = _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
+        auto const hit = static_cast<unsigned>(_mm_movemask_epi8(
+            _mm_or_si128(_mm_cmpeq_epi8(chunk, quote), _mm_cmpeq_epi8(chunk, backslash))));
+        if (hit != 0)
+            return p + __builtin_ctz(hit);
+        p += 16;
+    }
+#endif
     constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
     constexpr std::uint64_t kHighs = 0x8080808080808080ULL;
     while (end - p >= 8) {
@@ -65,6 +134,31 @@ inline char const* findQuoteOrBackslash(char const* p, char const* end) {
     }
     while (p != end && *p != '"' && *p != '\\')
         ++p;
+    return p;
+}
+
+// A plain integer (an optional '-', then 1 to 18 digits, the first not 0, and no fraction or
+// exponent) at p: its end, or null for anything else, which is left to parse_number.
+inline char const* plainInteger(char const* p, char const* end, std::int64_t& out) {
+    bool const negative = *p == '-';
+    p += negative ? 1 : 0;
+    if (p == end || *p == '0' || !isDigit(*p))
+        return nullptr;
+    char const* const unguarded = end - p > 18 ? p + 18 : end;
+    std::uint64_t acc = static_cast<unsigned>(*p - '0');
+    ++p;
+    std::uint64_t eight;
+    while (unguarded - p >= 8 && eightDigits(p, eight)) {
+        acc = acc * 100000000 + eight;
+        p += 8;
+    }
+    while (p != unguarded && isDigit(*p)) {
+        acc = acc * 10 + static_cast<unsigned>(*p - '0');
+        ++p;
+    }
+    if (p != end && (isDigit(*p) || *p == '.' || *p == 'e' || *p == 'E'))
+        return nullptr;
+    out = static_cast<std::int64_t>(negative ? 0 - acc : acc);
     return p;
 }
 
@@ -100,9 +194,24 @@ bool Parser::fail(char const* message) {
     return false;
 }
 
+inline void Parser::storeScalar(Value& target, Type type, Value::Payload payload) {
+    if (target.isContainer())
+        target.release();
+    target.type_ = type;
+    target.payload_ = payload;
+}
+
+inline void Parser::storeText(Value& target, char const* text, std::size_t length) {
+    if (target.isContainer()) {
+        target.assignText(text, length); // an unshared string is assigned in place
+        return;
+    }
+    target.payload_.container = new Value::Container<std::string>(std::string(text, length));
+    target.type_ = Type::String;
+}
+
 void Parser::skip_white_space(Iterator& it) {
-    while (it.current != it.end && isBlank(*it.current))
-        ++it.current;
+    it.current = skipBlanks(it.current, it.end);
 }
 
 bool Parser::parse_hex(Iterator& it, unsigned short& out) {
@@ -214,6 +323,20 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
             return fail(kLeadingZero);
         }
     } else {
+        // Before each of the first eighteen digits the accumulator is below 10^17, so they are
+        // added without the guard; the guard applies from the nineteenth digit on.
+        char const* const unguarded = end - p > 18 ? p + 18 : end;
+        acc = static_cast<unsigned>(*p - '0');
+        ++p;
+        std::uint64_t eight;
+        while (unguarded - p >= 8 && eightDigits(p, eight)) {
+            acc = acc * 100000000 + eight;
+            p += 8;
+        }
+        while (p != unguarded && isDigit(*p)) {
+            acc = acc * 10 + static_cast<unsigned>(*p - '0');
+            ++p;
+        }
         for (; p != end && isDigit(*p); ++p) {
             unsigned digit = static_cast<unsigned>(*p - '0');
             if (overflow)
@@ -256,7 +379,9 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
     if (!fraction && !overflow && (!exponent || exponentValue == 0)) {
         std::int64_t value = static_cast<std::int64_t>(negative ? (0 - acc) : acc);
         if (target) {
-            *target = Value(value);
+            Value::Payload payload;
+            payload.integer = value;
+            storeScalar(*target, Type::Integer, payload);
             return true;
         }
         return !handler || handler->onInteger(value) || fail(kHandlerCancel);
@@ -267,7 +392,9 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
     if (!Double::parseNumberText(start, textEnd, value))
         return fail(kBadFloat);
     if (target) {
-        *target = Value(value);
+        Value::Payload payload;
+        payload.number = value;
+        storeScalar(*target, Type::Double, payload);
         return true;
     }
     return !handler || handler->onDouble(value) || fail(kHandlerCancel);
@@ -276,22 +403,40 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
 bool Parser::parseKeyword(Value* target, AbstractParseHandler* handler, Iterator& it) {
     char const first = *it.current;
     char const* rest = first == 't' ? "rue" : first == 'f' ? "alse" : "ull";
-    char const* message = first == 'n' ? kInvalidNull : kInvalidBoolean;
-    ++it.current;
-    for (; *rest; ++rest, ++it.current) {
-        if (it.current == it.end || *it.current != *rest)
-            return fail(message);
+    std::size_t const restLength = first == 'f' ? 4 : 3;
+    // The whole word at once when the text holds it; byte by byte (stopping at the first
+    // mismatch) otherwise.
+    char const* word = first == 'f' ? it.current + 1 : it.current;
+    std::uint32_t expected;
+    std::memcpy(&expected, first == 't' ? "true" : first == 'f' ? "alse" : "null", 4);
+    std::uint32_t actual = 0;
+    if (static_cast<std::size_t>(it.end - it.current) > restLength)
+        std::memcpy(&actual, word, 4);
+    if (actual == expected) {
+        it.current += restLength + 1;
+    } else {
+        char const* message = first == 'n' ? kInvalidNull : kInvalidBoolean;
+        ++it.current;
+        for (; *rest; ++rest, ++it.current) {
+            if (it.current == it.end || *it.current != *rest)
+                return fail(message);
+        }
     }
     if (first == 'n') {
         if (target) {
-            *target = Value();
+            Value::Payload payload;
+            payload.word = 0;
+            storeScalar(*target, Type::Null, payload);
             return true;
         }
         return !handler || handler->onNull() || fail(kHandlerCancel);
     }
     bool const value = first == 't';
     if (target) {
-        *target = Value(value);
+        Value::Payload payload;
+        payload.word = 0;
+        payload.boolean = value;
+        storeScalar(*target, Type::Boolean, payload);
         return true;
     }
     return !handler || handler->onBoolean(value) || fail(kHandlerCancel);
@@ -303,7 +448,7 @@ bool Parser::parseStringValue(Value* target, AbstractParseHandler* handler, Iter
         char const* begin = it.current + 1;
         char const* stop = findQuoteOrBackslash(begin, it.end);
         if (stop != it.end && *stop == '"') {
-            target->assignText(begin, static_cast<std::size_t>(stop - begin));
+            storeText(*target, begin, static_cast<std::size_t>(stop - begin));
             it.current = stop + 1;
             return true;
         }
@@ -312,7 +457,7 @@ bool Parser::parseStringValue(Value* target, AbstractParseHandler* handler, Iter
     if (!parse_string(it, text_))
         return false;
     if (target) {
-        target->assignText(text_.data(), text_.size());
+        storeText(*target, text_.data(), text_.size());
         return true;
     }
     return !handler || handler->onString(text_) || fail(kHandlerCancel);
@@ -416,15 +561,16 @@ void Parser::closeContainer(Frame const& frame, std::uint64_t count) {
     values_.resize(frame.valueBase);
 }
 
-// The value that receives the next member of an object: a new map node under key_, so that the
+// The value that receives the next member of an object: a new map node under the key, so that the
 // node is allocated before anything its value holds. A key the object already has keeps its first
 // value; the repeated one is parsed into a scratch slot and dropped when it is finished. (Array
 // elements wait on the scratch stack until the array closes and its size is known.)
-Value* Parser::openMember(Frame& frame) {
+Value* Parser::openMember(Frame& frame, char const* key, std::size_t keyLength) {
     Value::Object& members = static_cast<Value::Container<Value::Object>*>(frame.container)->value;
     std::size_t const before = members.size();
     auto member = members.emplace_hint(members.end(), std::piecewise_construct,
-                                       std::forward_as_tuple(key_), std::forward_as_tuple());
+                                       std::forward_as_tuple(key, keyLength),
+                                       std::forward_as_tuple());
     if (members.size() != before) {
         frame.memberOpen = true;
         frame.member = member;
@@ -437,6 +583,8 @@ Value* Parser::openMember(Frame& frame) {
 template <bool kBuild>
 bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, ParseOption options) {
     bool const allowTrailingComma = (options & kParseAllowTrailingComma) != 0;
+    char const* keyText = nullptr; // the key of the member being read, in the input or key_
+    std::size_t keyLength = 0;
 
     // Opens the container whose bracket is under the iterator. When building, `slot` receives it:
     // the caller's target (which keeps an existing container of the same kind) or, for nested
@@ -491,16 +639,20 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
                 if (it.current == it.end || *it.current != '"')
                     return fail(kObjectString);
                 if (kBuild) {
-                    // Most keys hold no escape: take them straight from the input.
+                    // Most keys hold no escape: the member's key is then made straight from the
+                    // input; the others are decoded into key_ first.
                     char const* begin = it.current + 1;
                     char const* stop = findQuoteOrBackslash(begin, it.end);
                     if (stop != it.end && *stop == '"') {
-                        key_.assign(begin, static_cast<std::size_t>(stop - begin));
+                        keyText = begin;
+                        keyLength = static_cast<std::size_t>(stop - begin);
                         it.current = stop + 1;
                     } else {
                         key_.clear();
                         if (!parse_string(it, key_))
                             return false;
+                        keyText = key_.data();
+                        keyLength = key_.size();
                     }
                 } else {
                     text_.clear();
@@ -520,7 +672,7 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
             Value* slot = nullptr;
             if (kBuild) {
                 if (frame->isObject) {
-                    slot = openMember(*frame);
+                    slot = openMember(*frame, keyText, keyLength);
                 } else {
                     values_.emplace_back();
                     slot = &values_.back();
@@ -531,8 +683,27 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
                     return false;
                 continue;
             }
-            if (!parseScalar(slot, handler, it))
+            char const first = *it.current;
+            Value::Payload number;
+            char const* numberEnd = nullptr;
+            if (kBuild && first == '"') {
+                // A string member or element without escapes, taken straight from the input.
+                char const* begin = it.current + 1;
+                char const* stop = findQuoteOrBackslash(begin, it.end);
+                if (stop != it.end && *stop == '"') {
+                    storeText(*slot, begin, static_cast<std::size_t>(stop - begin));
+                    it.current = stop + 1;
+                } else if (!parseStringValue(slot, handler, it)) {
+                    return false;
+                }
+            } else if (kBuild && (first == '-' || isDigit(first)) &&
+                       (numberEnd = plainInteger(it.current, it.end, number.integer)) != nullptr) {
+                // Most numbers are plain integers: read here without the general routine.
+                storeScalar(*slot, Type::Integer, number);
+                it.current = numberEnd;
+            } else if (!parseScalar(slot, handler, it)) {
                 return false;
+            }
         }
 
         // A member is complete (or the container is empty / ends after a trailing comma). Close

@@ -92,8 +92,12 @@ private:
     bool parseKeyword(Value* target, AbstractParseHandler* handler, Iterator& it);
     bool parseStringValue(Value* target, AbstractParseHandler* handler, Iterator& it);
     void closeContainer(Frame const& frame, std::uint64_t count);
-    Value* openMember(Frame& frame);
+    Value* openMember(Frame& frame, char const* key, std::size_t keyLength);
     bool fail(char const* message);
+    // Writes a scalar or a string into a target; new slots hold no container, so for them this
+    // is a few stores (and one allocation for a string) without a call into the value.
+    static void storeScalar(Value& target, Type type, Value::Payload payload);
+    static void storeText(Value& target, char const* text, std::size_t length);
 
     std::string error_;
     std::vector<Frame> frames_;

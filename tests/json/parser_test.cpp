@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ namespace pocketjson {
 namespace {
 
 using test::compact;
+using test::ParseResult;
 using test::parseText;
 
 std::string withNul(char const* before, char const* after) {
@@ -314,6 +316,202 @@ TEST(ParserHandler, CheckOnlyModeNeedsNeitherTargetNorHandler) {
     Parser::Iterator badIt{bad.data(), bad.data() + bad.size()};
     EXPECT_FALSE(parser.parse_value(nullptr, nullptr, badIt, 0));
     EXPECT_EQ(parser.error(), "Unexpected string exists while parsing object.");
+}
+
+// Parses from a heap block of exactly the text's size, so that a read past the end is caught by
+// the address sanitizer (a std::string would have its terminating NUL and spare room there).
+ParseResult parseExact(std::string const& text, ParseOption options = 0) {
+    std::unique_ptr<char[]> block(new char[text.size() ? text.size() : 1]);
+    if (!text.empty())
+        std::memcpy(block.get(), text.data(), text.size());
+    Parser parser;
+    ParseResult result{false, Value(), ""};
+    result.ok = parser.parse(block.get(), text.size(), result.value, options);
+    result.error = parser.error();
+    return result;
+}
+
+std::string blanks(std::size_t n) {
+    static char const kinds[] = {' ', '\t', '\n', '\r'};
+    std::string s;
+    for (std::size_t i = 0; i < n; ++i)
+        s += kinds[(i * 7 + n) % 4];
+    return s;
+}
+
+TEST(ParserBlanks, RunsOfEveryLengthAroundTokensAndAtTheEnd) {
+    for (std::size_t n = 0; n < 40; ++n) {
+        std::string const b = blanks(n);
+        std::string const text = b + "{" + b + "\"k\"" + b + ":" + b + "[" + b + "1" + b + "," + b +
+                                 "true" + b + "]" + b + "}" + b;
+        auto r = parseExact(text);
+        EXPECT_TRUE(r.ok) << n << ": " << r.error;
+        EXPECT_EQ(compact(r.value), "{\"k\":[1,true]}") << n;
+    }
+}
+
+TEST(ParserBlanks, OtherControlBytesEndARun) {
+    // Vertical tab, form feed, NUL inside a container and a byte with the high bit set are no
+    // blanks, wherever they fall within a long run.
+    char const others[] = {'\v', '\f', '\0', '\xA0'};
+    for (char other : others) {
+        for (std::size_t n = 0; n < 34; ++n) {
+            std::string text = "[1" + blanks(n);
+            text += other;
+            text += blanks(3) + "]";
+            auto r = parseExact(text);
+            EXPECT_FALSE(r.ok) << n;
+            EXPECT_EQ(r.error, "Unexpected string exists while parsing array.") << n;
+        }
+    }
+}
+
+TEST(ParserStrings, QuoteOrBackslashAtEveryPositionOfLongRuns) {
+    for (std::size_t n = 0; n < 40; ++n) {
+        std::string const body(n, 'x');
+        // A plain string and key of n bytes, then the same with an escape after them.
+        auto plain = parseExact("{\"" + body + "\":\"" + body + "\"}");
+        ASSERT_TRUE(plain.ok) << n << ": " << plain.error;
+        EXPECT_EQ(plain.value[body].stringValue(), body) << n;
+
+        auto escaped = parseExact("{\"" + body + "\\n\":\"" + body + "\\\"" + body + "\"}");
+        ASSERT_TRUE(escaped.ok) << n << ": " << escaped.error;
+        EXPECT_EQ(escaped.value[body + "\n"].stringValue(), body + "\"" + body) << n;
+
+        // Unclosed at the very end of the text, with and without a trailing backslash.
+        auto open = parseExact("[\"" + body);
+        EXPECT_EQ(open.error, "Expected string ending character '\"' is not found.") << n;
+        auto openKey = parseExact("{\"" + body);
+        EXPECT_EQ(openKey.error, "Expected string ending character '\"' is not found.") << n;
+        auto backslash = parseExact("[\"" + body + "\\");
+        EXPECT_EQ(backslash.error, "Unexpected escape character is found while parsing string.")
+            << n;
+    }
+}
+
+TEST(ParserStrings, EscapedKeyEqualToAnEarlierOneKeepsTheFirst) {
+    auto r = parseExact(R"({"a":1,"\u0061":2,"b\"":3,"b\u0022":4})");
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(compact(r.value), R"({"a":1,"b\"":3})");
+}
+
+TEST(ParserKeywords, WholeWordsTruncatedWordsAndEachWrongByte) {
+    struct Word {
+        char const* text;
+        char const* message;
+        char const* written;
+    } const words[] = {
+        {"true", "Invalid boolean type string exists.", "true"},
+        {"false", "Invalid boolean type string exists.", "false"},
+        {"null", "Invalid null type string exists.", "null"},
+    };
+    for (auto const& w : words) {
+        std::string const word = w.text;
+        auto alone = parseExact(word); // the word ends the text
+        ASSERT_TRUE(alone.ok) << word << ": " << alone.error;
+        EXPECT_EQ(compact(alone.value), w.written);
+        auto inArray = parseExact("[" + word + "]");
+        ASSERT_TRUE(inArray.ok) << word;
+        EXPECT_EQ(compact(inArray.value), "[" + std::string(w.written) + "]");
+        for (std::size_t cut = 1; cut < word.size(); ++cut) {
+            auto r = parseExact(word.substr(0, cut));
+            EXPECT_FALSE(r.ok) << word << " cut at " << cut;
+            EXPECT_EQ(r.error, w.message) << word << " cut at " << cut;
+        }
+        for (std::size_t at = 1; at < word.size(); ++at) {
+            std::string wrong = word;
+            wrong[at] = static_cast<char>(wrong[at] - 'a' + 'A');
+            auto r = parseExact("[" + wrong + "]");
+            EXPECT_FALSE(r.ok) << wrong;
+            EXPECT_EQ(r.error, w.message) << wrong;
+        }
+    }
+}
+
+TEST(ParserNumbers, EveryDigitCountUpToTheGuard) {
+    // Integers of 1 to 18 digits never reach the accumulator's guard: each must come back exactly,
+    // wherever a non-digit ends it, and also when it ends the text.
+    char const* const followers[] = {"", ",", "]", " ", ".5", "e0", "x"};
+    for (std::size_t digits = 1; digits <= 18; ++digits) {
+        std::string number;
+        std::int64_t expected = 0;
+        for (std::size_t i = 0; i < digits; ++i) {
+            char const d = static_cast<char>('1' + (i * 3 + digits) % 9);
+            number += d;
+            expected = expected * 10 + (d - '0');
+        }
+        for (char const* follower : followers) {
+            std::string const text = "-" + number + follower;
+            auto r = parseExact(text, kParseAllowGarbage);
+            ASSERT_TRUE(r.ok) << text << ": " << r.error;
+            if (std::strcmp(follower, ".5") == 0) {
+                EXPECT_EQ(r.value.type(), Type::Double) << text;
+                EXPECT_EQ(r.value.toDouble(0.0), -(static_cast<double>(expected) + 0.5)) << text;
+            } else {
+                EXPECT_EQ(r.value.type(), Type::Integer) << text;
+                EXPECT_EQ(r.value.toInt64(0), -expected) << text;
+            }
+        }
+    }
+}
+
+TEST(ParserNumbers, EveryDigitCountAsAnElementAndAMember) {
+    // The same numbers inside containers, where most numbers are read, including one whose comma
+    // ends the text of an array left open; one that ends the text itself leaves the array
+    // unfinished.
+    for (std::size_t digits = 1; digits <= 20; ++digits) {
+        std::string number;
+        for (std::size_t i = 0; i < digits; ++i)
+            number += static_cast<char>('1' + (i * 5 + digits) % 9);
+        auto const single = parseExact("-" + number, kParseAllowGarbage);
+        ASSERT_TRUE(single.ok) << number;
+        std::string const written = compact(single.value);
+        struct Case {
+            std::string text;
+            std::string expected;
+        } const cases[] = {
+            {"[-" + number + "]", "[" + written + "]"},
+            {"[-" + number + " ,0]", "[" + written + ",0]"},
+            {"{\"k\":-" + number + "}", "{\"k\":" + written + "}"},
+            {"[-" + number + ",", "[" + written + "]"},
+            {"[-" + number + "e0]", "[" + written + "]"},
+        };
+        for (auto const& c : cases) {
+            auto r = parseExact(c.text);
+            ASSERT_TRUE(r.ok) << c.text << ": " << r.error;
+            EXPECT_EQ(compact(r.value), c.expected) << c.text;
+        }
+        auto fraction = parseExact("[" + number + ".5]");
+        ASSERT_TRUE(fraction.ok) << number;
+        EXPECT_EQ(fraction.value[0ul].type(), Type::Double) << number;
+        auto unfinished = parseExact("[-" + number);
+        EXPECT_EQ(unfinished.error, "Unexpected string exists while parsing array.") << number;
+        auto leadingZero = parseExact("[0" + number + "]");
+        EXPECT_EQ(leadingZero.error, "Unexpected '0' character is found while parsing number.");
+    }
+    // Past eighteen digits the accumulator's guard decides, as for a lone number.
+    auto wrapped = parseExact("[9223372036854775817,92233720368547758090]");
+    ASSERT_TRUE(wrapped.ok) << wrapped.error;
+    EXPECT_EQ(compact(wrapped.value), "[-9223372036854775799,9.2233720368547758e+19]");
+}
+
+TEST(ParserNumbers, NonDigitWithinAnEightByteBlock) {
+    // A digit run broken after every length by bytes just outside '0'..'9'.
+    char const breakers[] = {'/', ':', ' ', '\x80', '\xB0', 'a'};
+    for (char breaker : breakers) {
+        for (std::size_t digits = 1; digits < 17; ++digits) {
+            std::string text = "[" + std::string(digits, '7');
+            text += breaker;
+            text += "9]";
+            auto r = parseExact(text);
+            EXPECT_FALSE(r.ok) << text;
+            EXPECT_EQ(r.error, "Unexpected string exists while parsing array.") << text;
+            std::string run = "[" + std::string(digits, '7') + "]";
+            auto prefix = parseExact(run);
+            ASSERT_TRUE(prefix.ok) << run;
+            EXPECT_EQ(compact(prefix.value), run);
+        }
+    }
 }
 
 TEST(ParserScratch, SizedToWhatTheTextCanHold) {
