@@ -495,6 +495,48 @@ TEST(ParserNumbers, EveryDigitCountAsAnElementAndAMember) {
     EXPECT_EQ(compact(wrapped.value), "[-9223372036854775799,9.2233720368547758e+19]");
 }
 
+TEST(ParserNumbers, NineteenDigitsAtTheGuardAlikeAloneAsElementAndAsMember) {
+    // The nineteenth digit is the first the accumulator's guard sees: above 922337203685477579 a
+    // digit 8 or 9 makes the number a double, a digit 0 to 7 is still added and wraps. Elements
+    // and members are read by their own integer routine, which must leave such numbers to it.
+    struct Case {
+        char const* number;
+        char const* written;
+    } const cases[] = {
+        {"9223372036854775807", "9223372036854775807"},
+        {"9223372036854775808", "9.2233720368547758e+18"},
+        {"9223372036854775809", "9.2233720368547758e+18"},
+        {"9223372036854775817", "-9223372036854775799"},
+        {"9223372036854775819", "9.2233720368547758e+18"},
+        {"9999999999999999997", "-8446744073709551619"},
+        {"9999999999999999999", "1e+19"},
+        {"1000000000000000000", "1000000000000000000"},
+        {"-9223372036854775808", "-9.2233720368547758e+18"},
+        {"-9223372036854775817", "9223372036854775799"},
+        {"-9999999999999999999", "-1e+19"},
+    };
+    for (auto const& c : cases) {
+        std::string const number = c.number;
+        std::string const written = c.written;
+        auto const alone = parseExact(number);
+        ASSERT_TRUE(alone.ok) << number << ": " << alone.error;
+        EXPECT_EQ(compact(alone.value), written) << number;
+        struct Form {
+            std::string text;
+            std::string expected;
+        } const forms[] = {
+            {"[" + number + "]", "[" + written + "]"},
+            {"[0," + number + "]", "[0," + written + "]"},
+            {"{\"k\":" + number + "}", "{\"k\":" + written + "}"},
+        };
+        for (auto const& f : forms) {
+            auto const r = parseExact(f.text);
+            ASSERT_TRUE(r.ok) << f.text << ": " << r.error;
+            EXPECT_EQ(compact(r.value), f.expected) << f.text;
+        }
+    }
+}
+
 TEST(ParserNumbers, NonDigitWithinAnEightByteBlock) {
     // A digit run broken after every length by bytes just outside '0'..'9'.
     char const breakers[] = {'/', ':', ' ', '\x80', '\xB0', 'a'};
