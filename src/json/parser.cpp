@@ -137,13 +137,10 @@ inline char const* findQuoteOrBackslash(char const* p, char const* end) {
     return p;
 }
 
-// A plain integer (an optional '-', then 1 to 18 digits, the first not 0, and no fraction or
-// exponent) at p: its end, or null for anything else, which is left to parse_number.
-inline char const* plainInteger(char const* p, char const* end, std::int64_t& out) {
-    bool const negative = *p == '-';
-    p += negative ? 1 : 0;
-    if (p == end || *p == '0' || !isDigit(*p))
-        return nullptr;
+// Reads the digits at p, the first of them 1 to 9, up to the eighteenth, and leaves p after the
+// last one read. Before each of those the accumulator is below 10^17, so they need no overflow
+// guard; the guard applies from the nineteenth digit on.
+inline std::uint64_t firstEighteenDigits(char const*& p, char const* end) {
     char const* const unguarded = end - p > 18 ? p + 18 : end;
     std::uint64_t acc = static_cast<unsigned>(*p - '0');
     ++p;
@@ -156,6 +153,17 @@ inline char const* plainInteger(char const* p, char const* end, std::int64_t& ou
         acc = acc * 10 + static_cast<unsigned>(*p - '0');
         ++p;
     }
+    return acc;
+}
+
+// A plain integer (an optional '-', then 1 to 18 digits, the first not 0, and no fraction or
+// exponent) at p: its end, or null for anything else, which is left to parse_number.
+inline char const* plainInteger(char const* p, char const* end, std::int64_t& out) {
+    bool const negative = *p == '-';
+    p += negative ? 1 : 0;
+    if (p == end || *p == '0' || !isDigit(*p))
+        return nullptr;
+    std::uint64_t const acc = firstEighteenDigits(p, end);
     if (p != end && (isDigit(*p) || *p == '.' || *p == 'e' || *p == 'E'))
         return nullptr;
     out = static_cast<std::int64_t>(negative ? 0 - acc : acc);
@@ -323,20 +331,7 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
             return fail(kLeadingZero);
         }
     } else {
-        // Before each of the first eighteen digits the accumulator is below 10^17, so they are
-        // added without the guard; the guard applies from the nineteenth digit on.
-        char const* const unguarded = end - p > 18 ? p + 18 : end;
-        acc = static_cast<unsigned>(*p - '0');
-        ++p;
-        std::uint64_t eight;
-        while (unguarded - p >= 8 && eightDigits(p, eight)) {
-            acc = acc * 100000000 + eight;
-            p += 8;
-        }
-        while (p != unguarded && isDigit(*p)) {
-            acc = acc * 10 + static_cast<unsigned>(*p - '0');
-            ++p;
-        }
+        acc = firstEighteenDigits(p, end);
         for (; p != end && isDigit(*p); ++p) {
             unsigned digit = static_cast<unsigned>(*p - '0');
             if (overflow)
