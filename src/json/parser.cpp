@@ -202,11 +202,11 @@ bool Parser::fail(char const* message) {
     return false;
 }
 
-inline void Parser::storeScalar(Value& target, Type type, Value::Payload payload) {
+inline void Parser::storeScalar(Value& target, Value const& scalar) {
     if (target.isContainer())
         target.release();
-    target.type_ = type;
-    target.payload_ = payload;
+    target.type_ = scalar.type_;
+    target.payload_ = scalar.payload_;
 }
 
 inline void Parser::storeText(Value& target, char const* text, std::size_t length) {
@@ -374,9 +374,7 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
     if (!fraction && !overflow && (!exponent || exponentValue == 0)) {
         std::int64_t value = static_cast<std::int64_t>(negative ? (0 - acc) : acc);
         if (target) {
-            Value::Payload payload;
-            payload.integer = value;
-            storeScalar(*target, Type::Integer, payload);
+            storeScalar(*target, Value(value));
             return true;
         }
         return !handler || handler->onInteger(value) || fail(kHandlerCancel);
@@ -387,9 +385,7 @@ bool Parser::parse_number(Value* target, AbstractParseHandler* handler, Iterator
     if (!Double::parseNumberText(start, textEnd, value))
         return fail(kBadFloat);
     if (target) {
-        Value::Payload payload;
-        payload.number = value;
-        storeScalar(*target, Type::Double, payload);
+        storeScalar(*target, Value(value));
         return true;
     }
     return !handler || handler->onDouble(value) || fail(kHandlerCancel);
@@ -419,19 +415,14 @@ bool Parser::parseKeyword(Value* target, AbstractParseHandler* handler, Iterator
     }
     if (first == 'n') {
         if (target) {
-            Value::Payload payload;
-            payload.word = 0;
-            storeScalar(*target, Type::Null, payload);
+            storeScalar(*target, Value());
             return true;
         }
         return !handler || handler->onNull() || fail(kHandlerCancel);
     }
     bool const value = first == 't';
     if (target) {
-        Value::Payload payload;
-        payload.word = 0;
-        payload.boolean = value;
-        storeScalar(*target, Type::Boolean, payload);
+        storeScalar(*target, Value(value));
         return true;
     }
     return !handler || handler->onBoolean(value) || fail(kHandlerCancel);
@@ -679,23 +670,13 @@ bool Parser::walk(Value* target, AbstractParseHandler* handler, Iterator& it, Pa
                 continue;
             }
             char const first = *it.current;
-            Value::Payload number;
-            char const* numberEnd = nullptr;
-            if (kBuild && first == '"') {
-                // A string member or element without escapes, taken straight from the input.
-                char const* begin = it.current + 1;
-                char const* stop = findQuoteOrBackslash(begin, it.end);
-                if (stop != it.end && *stop == '"') {
-                    storeText(*slot, begin, static_cast<std::size_t>(stop - begin));
-                    it.current = stop + 1;
-                } else if (!parseStringValue(slot, handler, it)) {
-                    return false;
-                }
-            } else if (kBuild && (first == '-' || isDigit(first)) &&
-                       (numberEnd = plainInteger(it.current, it.end, number.integer)) != nullptr) {
+            std::int64_t integer = 0;
+            char const* integerEnd = nullptr;
+            if (kBuild && (first == '-' || isDigit(first)) &&
+                (integerEnd = plainInteger(it.current, it.end, integer)) != nullptr) {
                 // Most numbers are plain integers: read here without the general routine.
-                storeScalar(*slot, Type::Integer, number);
-                it.current = numberEnd;
+                storeScalar(*slot, Value(integer));
+                it.current = integerEnd;
             } else if (!parseScalar(slot, handler, it)) {
                 return false;
             }

@@ -96,7 +96,7 @@ private:
     bool fail(char const* message);
     // Writes a scalar or a string into a target; new slots hold no container, so for them this
     // is a few stores (and one allocation for a string) without a call into the value.
-    static void storeScalar(Value& target, Type type, Value::Payload payload);
+    static void storeScalar(Value& target, Value const& scalar);
     static void storeText(Value& target, char const* text, std::size_t length);
 
     std::string error_;
