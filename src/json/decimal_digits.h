@@ -248,7 +248,7 @@ inline std::size_t layoutGeneral(std::uint64_t n, int x, char* out) {
 
 // Writes the "%.17g" text of a finite, non-zero double at `buf` (48 bytes) and returns its
 // length, or returns 0 in the rare case that the rounding lies too close to a tie to decide here
-// (Double::formatFinite then asks the C library's algorithm). Inlined into the serializer's walk.
+// (Double::formatByLibrary then gives the text). Inlined into the serializer's walk.
 __attribute__((always_inline)) inline std::size_t writeSeventeenDigits(double value, char* buf) {
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);

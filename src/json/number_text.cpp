@@ -35,6 +35,10 @@ double strtodC(char const* text, char** end) {
 std::size_t Double::formatFinite(double value, char* buf) {
     if (std::size_t const length = detail::writeSeventeenDigits(value, buf))
         return length;
+    return formatByLibrary(value, buf);
+}
+
+std::size_t Double::formatByLibrary(double value, char* buf) {
     // std::to_chars with a precision is defined as printf's conversion in the "C" locale.
     auto result = std::to_chars(buf, buf + 48, value, std::chars_format::general, 17);
     return static_cast<std::size_t>(result.ptr - buf);

@@ -30,6 +30,9 @@ public:
     // Writes the "%.17g" text of a finite, non-zero double into `buf` (at least 48 bytes) and
     // returns its length.
     static std::size_t formatFinite(double value, char* buf);
+    // The same text from the C library's algorithm: what formatFinite falls back to for the rare
+    // values whose rounding lies too close to a tie for its own digit writer.
+    static std::size_t formatByLibrary(double value, char* buf);
 
 private:
     double value_;

@@ -478,7 +478,7 @@ private:
         }
         std::size_t length = detail::writeSeventeenDigits(d, o);
         if (__builtin_expect(length == 0, 0))
-            length = Double::formatFinite(d, o); // a rounding too close to a tie to decide inline
+            length = Double::formatByLibrary(d, o); // a rounding too close to a tie to decide here
         o += length;
         return true;
     }
