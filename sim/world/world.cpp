@@ -478,23 +478,22 @@ void World::removeObserver(ObserverId id) {
 }
 
 void World::setScreenHandles(std::vector<ScreenHandle> handles) {
-    std::unordered_map<void const*, std::size_t> at;
-    at.reserve(handles.size());
-    for (std::size_t i = 0; i != handles.size(); ++i)
-        at.emplace(handles[i].handle, i);
+    std::unordered_map<void const*, ScreenHandle> byHandle;
+    byHandle.reserve(handles.size());
+    for (ScreenHandle const& h : handles)
+        byHandle.emplace(h.handle, h);
     std::lock_guard<std::mutex> lock(handleMutex_);
-    screenHandles_ = std::move(handles);
-    screenHandleAt_ = std::move(at);
+    screenHandles_ = std::move(byHandle);
 }
 
 bool World::findScreenHandle(void const* handle, ScreenHandle& out) const {
     if (handle == nullptr)
         return false;
     std::lock_guard<std::mutex> lock(handleMutex_);
-    auto const found = screenHandleAt_.find(handle);
-    if (found == screenHandleAt_.end())
+    auto const found = screenHandles_.find(handle);
+    if (found == screenHandles_.end())
         return false;
-    out = screenHandles_[found->second];
+    out = found->second;
     return true;
 }
 

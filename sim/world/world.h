@@ -454,8 +454,7 @@ private:
     mutable std::mutex failureMutex_;
     std::vector<Failure> failures_;
     mutable std::mutex handleMutex_;
-    std::vector<ScreenHandle> screenHandles_;
-    std::unordered_map<void const*, std::size_t> screenHandleAt_; // position in screenHandles_
+    std::unordered_map<void const*, ScreenHandle> screenHandles_; // the current list's, by handle
     std::atomic<std::size_t> failureCount_{0}; // entries in failures_: the lock-free fast path
 };
 
