@@ -294,23 +294,6 @@ TEST(DoubleText, TiesAndCarriesAreAmongTheCheckedValues) {
     EXPECT_GT(carried, 10);
 }
 
-TEST(DoubleText, TiesBreakToEvenAsPrintfDoes) {
-    struct Case {
-        double value;
-        char const* written;
-    } const cases[] = {
-        {0x1p-25, "2.9802322387695312e-08"},   // ...125: down to the even 2
-        {0x1.8p-24, "8.9406967163085938e-08"}, // ...375: up to the even 8
-        {0x1.4p-22, "2.9802322387695312e-07"},
-        {0x1.58p-17, "1.0251998901367188e-05"},
-    };
-    for (auto const& c : cases) {
-        EXPECT_EQ(formatted(c.value), c.written);
-        EXPECT_EQ(printfText(c.value), c.written);
-        EXPECT_EQ(formatted(-c.value), std::string("-") + c.written);
-    }
-}
-
 // The word-wise digit split the writer uses where no vector unit is available.
 TEST(DigitLanes, EightDigitValuesHoldTheDigitsInWritingOrder) {
     std::vector<std::uint32_t> values = {0, 1, 9, 10, 99, 100, 9999, 10000, 99999999};
