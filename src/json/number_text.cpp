@@ -6,9 +6,7 @@
 #include <charconv>
 #include <clocale>
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <locale.h>
 #include <system_error>
 
